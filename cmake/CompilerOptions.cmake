@@ -1,0 +1,11 @@
+# Flags every target of ours is compiled with.
+add_compile_options(-Wall -Wextra -Wshadow -Wpedantic -Werror)
+# The same bits on every machine: no fused multiply-add, no errno and no trap bookkeeping.
+add_compile_options(-ffp-contract=off -fno-math-errno -fno-trapping-math)
+include_directories(${CMAKE_SOURCE_DIR})
+
+set(VELLO_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize= takes them")
+if(VELLO_SANITIZE)
+  add_compile_options(-fsanitize=${VELLO_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${VELLO_SANITIZE})
+endif()

@@ -1,0 +1,54 @@
+// CIContext renders a rectangle of a recipe into memory. Blocks its caller until the pixels are there.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "engine/image/image.h"
+#include "platform/bitmap.h"
+
+namespace vello {
+
+struct ContextOptions {
+  ColorSpacePtr workingColorSpace;  // a matrix RGB space, of which the primaries count; null: linear sRGB
+  ColorSpacePtr outputColorSpace;   // null: the space asked for at the render
+  int64_t memoryLimit = 0;          // bytes of intermediates; 0: half of the machine's memory
+  int tileSide = 0;                 // output pixels a side of a tile; 0: chosen by the renderer
+  bool reference = false;           // the plain renderer that all others are checked against
+};
+
+struct RenderRequest {
+  CIImage image;
+  // In image units; the bitmap's lower left corner lies at its origin.
+  CGRect rect;
+  // Image units per sample. The bitmap has rect.size / pitch samples, rounded up.
+  double pitch = 1;
+  // Told the finished share, 0..1, from the rendering thread. Returning false abandons the render.
+  std::function<bool(double)> progress;
+};
+
+struct RenderStatistics {
+  double seconds = 0;
+  int64_t peakBytes = 0;      // of intermediates held at once
+  bool copiedSource = false;  // nothing in the recipe changes the source: its bytes were copied
+};
+
+class CIContext {
+ public:
+  explicit CIContext(ContextOptions options = {}) : options_(std::move(options)) {}
+
+  // Renders into `pixels` (layout.height rows of layout.bytesPerRow bytes, the top row first) in `space`.
+  // Returns the error, empty on success: a failed or abandoned render leaves the pixels unspecified.
+  std::string render(const RenderRequest& request, const PixelLayout& layout, const ColorSpacePtr& space,
+                     uint8_t* pixels, RenderStatistics* statistics = nullptr) const;
+  // The same into a bitmap of its own; empty when `error` is set.
+  Bitmap createBitmap(const RenderRequest& request, PixelLayout layout, const ColorSpacePtr& space,
+                      std::string* error, RenderStatistics* statistics = nullptr) const;
+
+ private:
+  ContextOptions options_;
+};
+
+}  // namespace vello
