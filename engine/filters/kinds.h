@@ -1,0 +1,285 @@
+// The kernel kinds: what a kernel struct must offer for each, and the loops that run it. A kernel K has
+//
+//   explicit K(const Values&[, const Given&])      once per render and pitch; may use libm, in double
+//   static CGRect extent(const Values&, View<CGRect>)  optional; the first image's extent (blend: the union
+//   of all,
+//                                                  generate: everywhere) where it is missing
+//   static bool identity(const Values&)            optional: the values hand the first image through
+//   CGPoint anchor() const                         optional: where its places count from
+//   static constexpr bool kStraight = true         optional: colours come and go straight (unpremultiplied)
+//
+//   point      Px operator()(Px[, At]) const
+//   blend      Px operator()(Px, Px[, Px, Px][, At]) const       images in the order of the filter's image
+//   inputs generate   Px operator()(At) const warp       Move operator()(At) const; static float
+//   magnification(const Values&) optional taps       Many<Move, N> where(At, Px driver) const; Px
+//   operator()(At, Px driver, const Many<Px, N>&...) const with
+//              one Many per image after the first; static double bound(const Values&)
+//   separable  double profile(double t) const; double reach() const; double smooth() const optional
+//   line       profile, reach, Vec2 direction() const
+//   area       Px operator()(const W&) const, a template over the window; double reach() const
+//   resample   profile, reach, Vec2 scale() const
+//   reduce     State zero(), add(State&, const Run&, int), merge(State&, const State&), finish(const State&,
+//   Values&),
+//              all static
+//   raster     Bitmap draw(double scale) const
+//   frame      bool run(const EightBitFrame*, int, EightBitFrame&) const
+//   compose    CIImage operator()(const Values&) const            built from other filters
+#pragma once
+
+#include <new>
+
+#include "engine/filters/kernel_ops.h"
+#include "engine/image/extent.h"
+
+namespace vello {
+namespace kinds {
+
+template <class K>
+void make(void* at, const Values& v, const Given& g) {
+  if constexpr (requires { K(v, g); }) {
+    new (at) K(v, g);
+  } else {
+    new (at) K(v);
+  }
+}
+
+template <class K>
+const K& as(const void* kernel) {
+  return *static_cast<const K*>(kernel);
+}
+
+template <class K>
+CGPoint anchor(const void* kernel) {
+  if constexpr (requires { as<K>(kernel).anchor(); }) return as<K>(kernel).anchor();
+  return {};
+}
+
+inline CGRect firstExtent(const Values&, View<CGRect> images) { return images.count ? images[0] : CGRect{}; }
+inline CGRect allExtents(const Values&, View<CGRect> images) {
+  CGRect all{};
+  for (const CGRect& r : images) all = unionOf(all, r);
+  return all;
+}
+inline CGRect everywhere(const Values&, View<CGRect>) { return kInfiniteExtent; }
+
+template <class K>
+constexpr KernelOps common(Kind kind, int images, CGRect (*extent)(const Values&, View<CGRect>)) {
+  KernelOps ops{};
+  ops.kind = kind;
+  ops.images = images;
+  ops.size = sizeof(K);
+  ops.align = alignof(K);
+  ops.make = make<K>;
+  ops.anchor = anchor<K>;
+  ops.extent = extent;
+  if constexpr (requires { &K::extent; }) ops.extent = K::extent;
+  if constexpr (requires { &K::identity; }) ops.identity = K::identity;
+  if constexpr (requires { K::kStraight; }) ops.straight = K::kStraight;
+  if constexpr (requires { K::kStepped; }) ops.stepped = K::kStepped;
+  if constexpr (requires { K::kTables; }) ops.tableMask = K::kTables;
+  return ops;
+}
+
+template <class K, int N>
+constexpr bool readsPlace() {
+  const auto callable = [](auto... p) {
+    return requires(const K& k, At at) { k(p..., at); };
+  };
+  if constexpr (N == 0) return true;
+  if constexpr (N == 1) return callable(Px{});
+  if constexpr (N == 2) return callable(Px{}, Px{});
+  if constexpr (N == 3) return callable(Px{}, Px{}, Px{});
+  return callable(Px{}, Px{}, Px{}, Px{});
+}
+
+template <class K, int N, class Fetch>
+KERNEL Px call(const K& k, Fetch in, At at) {
+  constexpr bool p = readsPlace<K, N>();
+  if constexpr (N == 0) return k(at);
+  if constexpr (N == 1 && p) return k(in(0), at);
+  if constexpr (N == 1 && !p) return k(in(0));
+  if constexpr (N == 2 && p) return k(in(0), in(1), at);
+  if constexpr (N == 2 && !p) return k(in(0), in(1));
+  if constexpr (N == 3 && p) return k(in(0), in(1), in(2), at);
+  if constexpr (N == 3 && !p) return k(in(0), in(1), in(2));
+  if constexpr (N == 4 && p) return k(in(0), in(1), in(2), in(3), at);
+  if constexpr (N == 4 && !p) return k(in(0), in(1), in(2), in(3));
+}
+
+template <class K, int N>
+Px sample(const void* kernel, const Px* images, At at) {
+  return call<K, N>(
+      as<K>(kernel), [images](int i) { return images[i]; }, at);
+}
+
+template <class K, int N>
+void run(const void* kernel, const Run* images, Places places, Run out, int n) {
+  const K k = as<K>(kernel);
+  for (int i = 0; i < n; ++i)
+    out.set(i, call<K, N>(
+                   k, [images, i](int image) { return images[image].get(i); }, places.at(i)));
+}
+
+template <class K, int N>
+constexpr KernelOps colour(Kind kind, CGRect (*extent)(const Values&, View<CGRect>)) {
+  KernelOps ops = common<K>(kind, N, extent);
+  ops.place = readsPlace<K, N>();
+  ops.sample = sample<K, N>;
+  ops.run = run<K, N>;
+  return ops;
+}
+
+template <class K>
+void moveRun(const void* kernel, Places places, MoveRun out, int n) {
+  const K k = as<K>(kernel);
+  for (int i = 0; i < n; ++i) {
+    const Move m = k(places.at(i));
+    out.dx[i] = m.dx;
+    out.dy[i] = m.dy;
+    out.gain[i] = m.gain;
+  }
+}
+
+template <class K, int N>
+constexpr KernelOps kPoint = colour<K, N>(Kind::point, firstExtent);
+template <class K, int N>
+constexpr KernelOps kBlend = colour<K, N>(Kind::blend, allExtents);
+template <class K>
+constexpr KernelOps kGenerate = colour<K, 0>(Kind::generate, everywhere);
+
+template <class K>
+constexpr KernelOps makeWarp() {
+  KernelOps ops = common<K>(Kind::warp, 1, firstExtent);
+  ops.place = true;
+  ops.move = [](const void* kernel, At at) { return as<K>(kernel)(at); };
+  ops.moveRun = moveRun<K>;
+  if constexpr (requires { &K::magnification; }) ops.magnification = K::magnification;
+  return ops;
+}
+
+template <class K, int N, int Images>
+constexpr KernelOps makeTaps() {
+  KernelOps ops = common<K>(Kind::taps, Images, allExtents);
+  ops.place = true;
+  ops.taps = N;
+  ops.bound = K::bound;
+  ops.where = [](const void* kernel, At at, Px driver, Move* moves) {
+    const Many<Move, N> places = as<K>(kernel).where(at, driver);
+    for (int i = 0; i < N; ++i) moves[i] = places[i];
+  };
+  ops.gather = [](const void* kernel, At at, Px driver, const Px* samples) {
+    const auto many = [samples](int image) {
+      Many<Px, N> m;
+      for (int i = 0; i < N; ++i) m[i] = samples[image * N + i];
+      return m;
+    };
+    const K& k = as<K>(kernel);
+    if constexpr (Images == 2) return k(at, driver, many(0));
+    if constexpr (Images == 3) return k(at, driver, many(0), many(1));
+    if constexpr (Images == 4) return k(at, driver, many(0), many(1), many(2));
+  };
+  return ops;
+}
+
+template <class K>
+constexpr void addProfile(KernelOps& ops) {
+  if constexpr (requires(const K& k) { k.profile(0.0); })
+    ops.profile = [](const void* kernel, double t) { return as<K>(kernel).profile(t); };
+  ops.reach = [](const void* kernel) -> double { return as<K>(kernel).reach(); };
+  if constexpr (requires(const K& k) { k.smooth(); })
+    ops.smooth = [](const void* kernel) -> double { return as<K>(kernel).smooth(); };
+  if constexpr (requires(const K& k) { k.direction(); })
+    ops.direction = [](const void* kernel) { return as<K>(kernel).direction(); };
+  if constexpr (requires(const K& k) { k.scale(); })
+    ops.scale = [](const void* kernel) { return as<K>(kernel).scale(); };
+}
+
+template <class K>
+constexpr KernelOps makeProfile(Kind kind) {
+  KernelOps ops = common<K>(kind, 1, firstExtent);
+  addProfile<K>(ops);
+  return ops;
+}
+
+template <class K>
+constexpr KernelOps makeArea() {
+  KernelOps ops = common<K>(Kind::area, 1, firstExtent);
+  addProfile<K>(ops);
+  ops.window = [](const void* kernel, const Window& w) { return as<K>(kernel)(w); };
+  return ops;
+}
+
+template <class K>
+constexpr KernelOps makeReduce() {
+  using State = decltype(K::zero());
+  KernelOps ops = common<K>(Kind::reduce, 1, firstExtent);
+  ops.stateSize = sizeof(State);
+  ops.stateAlign = alignof(State);
+  ops.zero = [](void* state) { new (state) State(K::zero()); };
+  ops.add = [](void* state, const Run& r, int n) { K::add(*static_cast<State*>(state), r, n); };
+  ops.merge = [](void* state, const void* other) {
+    K::merge(*static_cast<State*>(state), *static_cast<const State*>(other));
+  };
+  ops.finish = [](const void* state, Values& found) { K::finish(*static_cast<const State*>(state), found); };
+  return ops;
+}
+
+}  // namespace kinds
+
+// The rows' last column. Images is the number of image inputs.
+template <class K, int Images = 1>
+constexpr const KernelOps* point() {
+  return &kinds::kPoint<K, Images>;
+}
+template <class K, int Images = 2>
+constexpr const KernelOps* blend() {
+  return &kinds::kBlend<K, Images>;
+}
+template <class K>
+constexpr const KernelOps* generate() {
+  return &kinds::kGenerate<K>;
+}
+template <class K>
+inline constexpr KernelOps kWarp = kinds::makeWarp<K>();
+template <class K>
+constexpr const KernelOps* warp() {
+  return &kWarp<K>;
+}
+template <class K, int N, int Images>
+inline constexpr KernelOps kTaps = kinds::makeTaps<K, N, Images>();
+template <class K, int N, int Images = 2>
+constexpr const KernelOps* taps() {
+  return &kTaps<K, N, Images>;
+}
+template <class K>
+inline constexpr KernelOps kSeparable = kinds::makeProfile<K>(Kind::separable);
+template <class K>
+constexpr const KernelOps* separable() {
+  return &kSeparable<K>;
+}
+template <class K>
+inline constexpr KernelOps kLine = kinds::makeProfile<K>(Kind::line);
+template <class K>
+constexpr const KernelOps* line() {
+  return &kLine<K>;
+}
+template <class K>
+inline constexpr KernelOps kArea = kinds::makeArea<K>();
+template <class K>
+constexpr const KernelOps* area() {
+  return &kArea<K>;
+}
+template <class K>
+inline constexpr KernelOps kResample = kinds::makeProfile<K>(Kind::resample);
+template <class K>
+constexpr const KernelOps* resample() {
+  return &kResample<K>;
+}
+template <class K>
+inline constexpr KernelOps kReduce = kinds::makeReduce<K>();
+template <class K>
+constexpr const KernelOps* reduce() {
+  return &kReduce<K>;
+}
+
+}  // namespace vello
