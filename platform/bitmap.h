@@ -30,15 +30,21 @@ struct PixelLayout {
   int64_t bytesPerRow = 0;
   AlphaInfo alpha = AlphaInfo::premultipliedLast;
   bool isFloat = false;
-  bool littleEndian =
-      true;  // of 16- and 32-bit components; for 8-bit ones of 4 it means the pixel's bytes are reversed
+  bool littleEndian = true;         // of 16- and 32-bit components
+  bool pixelBytesReversed = false;  // 8-bit components: each pixel's bytes lie in reverse order (BGRA is
+                                    // premultipliedFirst reversed)
 
+  int colorComponents() const;  // without the alpha or skipped one
   int64_t bytesPerPixel() const { return int64_t{bitsPerComponent} / 8 * componentsPerPixel; }
   bool hasAlpha() const {
     return alpha != AlphaInfo::none && alpha != AlphaInfo::noneSkipLast && alpha != AlphaInfo::noneSkipFirst;
   }
   bool premultiplied() const {
     return alpha == AlphaInfo::premultipliedLast || alpha == AlphaInfo::premultipliedFirst;
+  }
+  bool alphaFirst() const {  // or the skipped component
+    return alpha == AlphaInfo::premultipliedFirst || alpha == AlphaInfo::first ||
+           alpha == AlphaInfo::noneSkipFirst;
   }
 };
 
@@ -49,7 +55,8 @@ std::optional<std::string> checkLayout(const PixelLayout& layout, size_t byteCou
 class Bitmap {
  public:
   Bitmap() = default;  // no pixels
-  // Requires a layout that checkLayout passes. A null space means sRGB (or generic grey for one component).
+  // Requires a layout that checkLayout passes and a space of as many components. A null space means sRGB,
+  // generic grey or device CMYK, as the number of colour components says.
   // `owner` keeps `bytes` alive.
   Bitmap(const PixelLayout& layout, ColorSpacePtr space, std::shared_ptr<const void> owner,
          const uint8_t* bytes);

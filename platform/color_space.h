@@ -13,6 +13,7 @@
 
 namespace vello {
 
+class ColorCurve;
 class ColorSpace;
 using ColorSpacePtr = std::shared_ptr<const ColorSpace>;
 
@@ -22,10 +23,12 @@ class ColorSpace {
   enum class Model { gray, rgb, cmyk, lab };
 
   // "sRGB", "linear sRGB", "Display P3", "Adobe RGB", "generic RGB" (gamma 1.8, its published primaries),
-  // "generic gray" (gamma 2.2); null for another name.
+  // "generic gray" (gamma 2.2), "device CMYK" (no profile: light is (1 - ink)(1 - black) of sRGB's encoded
+  // values); null for another name.
   static ColorSpacePtr named(std::string_view name);
   static ColorSpacePtr sRGB();
-  // Any ICC profile of a grey, RGB, CMYK or Lab source; null when the bytes are none, or yield no transform.
+  // Any ICC profile of a grey, RGB, CMYK or Lab source; null when the bytes are none, yield no transform or
+  // exceed 32 MB. A profile that means sRGB, but for the rounding of its numbers, is taken as exactly sRGB.
   static ColorSpacePtr fromProfile(std::span<const uint8_t> icc);
 
   virtual ~ColorSpace() = default;
@@ -38,8 +41,9 @@ class ColorSpace {
   // or an engine can work in.
   virtual bool isMatrix() const = 0;
 
-  // n pixels of componentCount() interleaved components, 0..1 encoded (values outside are continued), to
-  // linear light with sRGB primaries, 3 floats a pixel, unclamped.
+  // n pixels of componentCount() interleaved components, 0..1 encoded, to linear light with sRGB primaries,
+  // 3 floats a pixel, unclamped. A matrix space continues values outside 0..1; others clamp them. Of CMYK 1
+  // is full ink; of Lab the three are L/100 and (a + 128)/255, (b + 128)/255.
   virtual void toLinear(const float* components, float* rgb, size_t n) const = 0;
   // The inverse; requires isMatrix(). Encoded components, unclamped.
   virtual void fromLinear(const float* rgb, float* components, size_t n) const = 0;
@@ -50,6 +54,8 @@ class ColorSpace {
   // Row-major: this space's linear light to linear sRGB primaries, and back.
   virtual const std::array<double, 9>& toSRGB() const = 0;
   virtual const std::array<double, 9>& fromSRGB() const = 0;
+  // Its tone curve and the tables made from it.
+  virtual const ColorCurve& curve(int channel) const = 0;
 };
 
 // The piecewise sRGB curve of IEC 61966-2-1, mirrored for negative values.
