@@ -1,0 +1,29 @@
+// A filter chain between its text (a property list) and the array of per-filter dictionaries that a filter
+// stack writes and reads.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/property_list.h"
+
+namespace vello {
+
+// Key of the filter's name in each dictionary.
+inline constexpr const char* kCIAttributeFilterName = "CIAttributeFilterName";
+
+struct ChainTextResult {
+  PropertyListArray boxes;
+  std::string error;  // empty on success; else one sentence
+  bool ok() const { return error.empty(); }
+};
+
+// Any property-list format whose root is an array, within the limits of chain_limits.h.
+ChainTextResult readChainText(std::string_view text);
+// The same, with the reason of a failure in the log.
+std::optional<PropertyListArray> chainFromText(std::string_view text);
+// The XML form; a failure is logged.
+std::optional<std::string> chainToText(const PropertyListArray& boxes);
+
+}  // namespace vello
