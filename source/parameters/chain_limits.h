@@ -1,5 +1,4 @@
-// What a filter chain may hold. A chain comes from files and documents nobody vouches for: what lies beyond
-// is refused before it costs time or memory.
+// What a chain may cost. A chain beyond any of these is refused as a whole.
 #pragma once
 
 #include <cstddef>
@@ -7,10 +6,10 @@
 
 namespace vello {
 
-inline constexpr size_t kChainTextBytes = size_t{16} << 20;
-inline constexpr int kChainDepth = 64;       // of values within values
-inline constexpr size_t kChainBoxes = 1000;  // the background box is one of them
-inline constexpr int kChainImageFiles = 64;
-inline constexpr int64_t kChainImagePixels = 1'000'000'000;  // of all its image files together
+inline constexpr size_t kMaxChainBytes = size_t{16} << 20;  // of text, in UTF-8
+inline constexpr int kMaxChainDepth = 64;
+inline constexpr size_t kMaxChainBoxes = 1000;
+inline constexpr size_t kMaxChainImageFiles = 64;  // different files
+inline constexpr int64_t kMaxChainImagePixels = 1'000'000'000;
 
 }  // namespace vello

@@ -1,6 +1,7 @@
 #include "source/core/stack/chain_check.h"
 
 #include <algorithm>
+#include <set>
 
 #include "engine/catalogue/filter.h"
 #include "platform/image_file.h"
@@ -32,13 +33,13 @@ class Checker {
   size_t unreported_ = 0;
   int box_ = 0;
   std::string filterName_;
-  int imageFiles_ = 0;
+  std::set<std::string> imageFiles_;  // at most as many as a chain may have
   int64_t imagePixels_ = 0;
 };
 
 void Checker::report(ChainSeverity severity, std::string key, std::string message) {
   if (problems_.size() < kMostProblems)
-    problems_.push_back({box_, filterName_, std::move(key), std::move(message), severity});
+    problems_.push_back({box_, shortened(filterName_), std::move(key), std::move(message), severity});
   else
     ++unreported_;
 }
@@ -96,17 +97,19 @@ void Checker::checkValue(const FilterAttributes& filter, const PropertyListMembe
 }
 
 void Checker::checkImageFile(const std::string& key, const PropertyList& value) {
-  if (++imageFiles_ > kChainImageFiles)
-    return report(ChainSeverity::error, key,
-                  "the chain has more than " + std::to_string(kChainImageFiles) + " image files");
+  const std::string& path = *value.dictionary()->find("path")->string();
+  if (!imageFiles_.insert(path).second) return;
   std::string error;
-  const auto info = imageFileInfo(*value.dictionary()->find("path")->string(), &error);
+  const auto info = imageFileInfo(path, &error);
   if (!info) return report(ChainSeverity::error, key, error);
-  imagePixels_ += std::min(info->width * info->height, kChainImagePixels + 1);
-  if (imagePixels_ > kChainImagePixels)
-    report(
-        ChainSeverity::error, key,
-        "the chain's image files together have more than " + std::to_string(kChainImagePixels) + " pixels");
+  // Each side is bounded first, so that the product fits whatever the header claims.
+  const int64_t pixels =
+      std::min(info->width, kMaxChainImagePixels) * std::min(info->height, kMaxChainImagePixels);
+  imagePixels_ += std::min(pixels, kMaxChainImagePixels + 1);
+  if (imagePixels_ > kMaxChainImagePixels)
+    report(ChainSeverity::error, key,
+           "the chain's image files together have more than " + std::to_string(kMaxChainImagePixels) +
+               " pixels");
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "source/core/stack/chain_text.h"
 
+#include <set>
+
 #include "platform/log.h"
 #include "source/parameters/chain_limits.h"
 
@@ -10,23 +12,44 @@ namespace {
 constexpr const char* kCouldNotDecode = " could not decode filter chain string : \n %@\n";
 constexpr const char* kCouldNotCreate = "Could not create string for filter chain : \n %@\n";
 
+std::string beyond(const char* what, size_t count, size_t limit) {
+  return std::string("the chain has ") + std::to_string(count) + " " + what + ", the limit is " +
+         std::to_string(limit);
+}
+
+// How many different image files the boxes name. Stops counting soon after the limit.
+size_t imageFileCount(const PropertyListArray& boxes) {
+  std::set<std::string_view> paths;
+  for (const PropertyList& box : boxes) {
+    if (!box.dictionary()) continue;
+    for (const PropertyListMember& member : box.dictionary()->members()) {
+      const PropertyListDictionary* value = member.value.dictionary();
+      const PropertyList* path = value ? value->find("path") : nullptr;
+      if (path && path->string()) paths.insert(*path->string());
+      if (paths.size() > kMaxChainImageFiles) return paths.size();
+    }
+  }
+  return paths.size();
+}
+
+// What is too much, or an empty text.
+std::string limitExceeded(const PropertyListArray& boxes) {
+  if (boxes.size() > kMaxChainBoxes) return beyond("boxes", boxes.size(), kMaxChainBoxes);
+  const size_t files = imageFileCount(boxes);
+  return files > kMaxChainImageFiles ? beyond("or more image files", files, kMaxChainImageFiles) : "";
+}
+
 }  // namespace
 
 ChainTextResult readChainText(std::string_view text) {
-  if (text.size() > kChainTextBytes)
-    return {{},
-            "the text has " + std::to_string(text.size()) + " bytes, the limit is " +
-                std::to_string(kChainTextBytes)};
+  if (text.size() > kMaxChainBytes) return {{}, beyond("bytes", text.size(), kMaxChainBytes)};
   PropertyListResult read = readPropertyList({reinterpret_cast<const uint8_t*>(text.data()), text.size()},
-                                             {.bytes = kChainTextBytes, .depth = kChainDepth});
+                                             {.bytes = kMaxChainBytes, .depth = kMaxChainDepth});
   if (!read.ok()) return {{}, std::move(read.error)};
   const PropertyListArray* boxes = read.value.array();
   if (!boxes) return {{}, "the property list is not an array"};
-  if (boxes->size() > kChainBoxes)
-    return {{},
-            "the chain has " + std::to_string(boxes->size()) + " boxes, the limit is " +
-                std::to_string(kChainBoxes)};
-  return {*boxes, {}};
+  std::string tooMuch = limitExceeded(*boxes);
+  return tooMuch.empty() ? ChainTextResult{*boxes, {}} : ChainTextResult{{}, std::move(tooMuch)};
 }
 
 std::optional<PropertyListArray> chainFromText(std::string_view text) {
