@@ -10,4 +10,5 @@ case "${1:-}" in
 esac
 # One version for everybody: another lays a few lines out differently.
 formatter=$(command -v clang-format-14) || fail "needs clang-format-14; run scripts/setup.sh"
+cd "$root"
 source_files | xargs -0 -r -n 40 -P "$jobs" "$formatter" "${mode[@]}"

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Shared by the scripts of this folder: sourced, with `set -euo pipefail` in force.
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 jobs=$(nproc)
@@ -25,9 +26,8 @@ build_preset() {
     cmake --build --preset "$preset" --parallel "$jobs" ${1:+--target "$@"})
 }
 
-# The C and C++ files of the project, NUL-separated, relative to the root.
+# The C and C++ files of the project, NUL-separated, relative to the root. Requires to be called there.
 source_files() {
-  cd "$root"
   if git rev-parse --is-inside-work-tree >/dev/null 2>&1; then
     git ls-files -z --cached --others --exclude-standard -- '*.cpp' '*.h' '*.c'
   else
