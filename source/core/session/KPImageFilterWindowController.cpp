@@ -110,15 +110,17 @@ std::optional<PixelLayout> KPImageFilterWindowController::resultLayout() const {
 std::optional<FilterResultBitmap> KPImageFilterWindowController::bitmapContextWithFilterResult() {
   const auto layout = resultLayout();
   if (!layout) return std::nullopt;
-  const ColorSpacePtr space = resultColorSpace();
-  if (space != fColorSpace) logLine(kResultIsSRGB, {fColorSpace ? fColorSpace->name() : "none"});
+  const ContextOptions options = contextOptions();
+  const ColorSpacePtr space = options.outputColorSpace ? options.outputColorSpace : resultColorSpace();
+  if (!options.outputColorSpace && space != fColorSpace)
+    logLine(kResultIsSRGB, {fColorSpace ? fColorSpace->name() : "none"});
   try {
     std::vector<uint8_t> pixels(static_cast<size_t>(layout->bytesPerRow * layout->height));
     RenderRequest request;
     request.image = fFilterStack.filterImage();
     request.rect = sourceExtent();
     request.rect.size = {static_cast<double>(layout->width), static_cast<double>(layout->height)};
-    const std::string error = CIContext(contextOptions()).render(request, *layout, space, pixels.data());
+    const std::string error = CIContext(options).render(request, *layout, space, pixels.data());
     if (error.empty()) return FilterResultBitmap{*layout, space, Data(std::move(pixels))};
     logLine(kRenderFailed, {error});
   } catch (const std::bad_alloc&) {
