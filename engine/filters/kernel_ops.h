@@ -86,6 +86,11 @@ struct KernelOps {
   CGRect (*extent)(const Values&, View<CGRect> images) = nullptr;
   // True when the values make the kernel hand its first image through; nullptr: never.
   bool (*identity)(const Values&) = nullptr;
+  // generate: true when the values make the result transparent everywhere; nullptr: never.
+  bool (*clear)(const Values&) = nullptr;
+  // blend: which image the result equals when some of them are transparent everywhere; -1: none. nullptr:
+  // never.
+  int (*passes)(View<bool> clear) = nullptr;
 
   // point, blend, generate: one sample, and a run of them (`out` may be one of the inputs).
   Px (*sample)(const void* kernel, const Px* images, At) = nullptr;

@@ -5,8 +5,11 @@
 //   of all,
 //                                                  generate: everywhere) where it is missing
 //   static bool identity(const Values&)            optional: the values hand the first image through
-//   CGPoint anchor() const                         optional: where its places count from
-//   static constexpr bool kStraight = true         optional: colours come and go straight (unpremultiplied)
+//   static bool clear(const Values&)               generate, optional: the values make it transparent
+//   everywhere static int passes(View<bool> clear)            blend, optional: the image the result equals
+//   when some are transparent CGPoint anchor() const                         optional: where its places count
+//   from static constexpr bool kStraight = true         optional: colours come and go straight
+//   (unpremultiplied)
 //
 //   point      Px operator()(Px[, At]) const
 //   blend      Px operator()(Px, Px[, Px, Px][, At]) const       images in the order of the filter's image
@@ -74,6 +77,8 @@ constexpr KernelOps common(Kind kind, int images, CGRect (*extent)(const Values&
   ops.extent = extent;
   if constexpr (requires { &K::extent; }) ops.extent = K::extent;
   if constexpr (requires { &K::identity; }) ops.identity = K::identity;
+  if constexpr (requires { &K::clear; }) ops.clear = K::clear;
+  if constexpr (requires { &K::passes; }) ops.passes = K::passes;
   if constexpr (requires { K::kStraight; }) ops.straight = K::kStraight;
   if constexpr (requires { K::kStepped; }) ops.stepped = K::kStepped;
   if constexpr (requires { K::kTables; }) ops.tableMask = K::kTables;

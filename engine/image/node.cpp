@@ -126,6 +126,27 @@ CIImage unbounded(const CIImage& input) {
   return finished(std::move(node));
 }
 
+namespace {
+
+bool isClear(const CIImage& image) {
+  const Node* node = image.node().get();
+  while (node->type == Node::Type::unbounded) node = node->inputs[0].get();
+  return node->type == Node::Type::empty;
+}
+
+// The one of `images` that a blend over transparent images hands through, or nil.
+CIImage passedImage(const KernelOps* ops, const std::vector<CIImage>& images, const CGRect& extent) {
+  if (!ops->passes) return {};
+  bool clear[4] = {};
+  for (size_t i = 0; i < images.size(); ++i) clear[i] = isClear(images[i]);
+  const int index = ops->passes({clear, static_cast<int>(images.size())});
+  if (index < 0) return {};
+  if (isInfinite(extent)) return unbounded(images[index]);
+  return images[index].extent() == extent ? images[index] : CIImage();
+}
+
+}  // namespace
+
 CIImage applyKernel(const KernelOps* ops, const Values& values, std::vector<CIImage> images) {
   auto node = std::make_shared<Node>();
   node->type = Node::Type::kernel;
@@ -137,9 +158,12 @@ CIImage applyKernel(const KernelOps* ops, const Values& values, std::vector<CIIm
     node->inputs.push_back(image.node());
   }
   if (ops->identity && !images.empty() && ops->identity(values)) return images[0];
+  node->extent = ops->extent(values, {extents.data(), static_cast<int>(extents.size())});
+  if (ops->clear && ops->clear(values))
+    return isInfinite(node->extent) ? unbounded(CIImage::emptyImage()) : CIImage::emptyImage();
+  if (CIImage passed = passedImage(ops, images, node->extent); !passed.isNil()) return passed;
   for (const NamedValue& item : values.items())
     if (!item.value.image()) node->values.set(item.key, item.value);
-  node->extent = ops->extent(values, {extents.data(), static_cast<int>(extents.size())});
   if (isEmpty(node->extent) && ops->kind != Kind::reduce) return CIImage::emptyImage();
   return finished(std::move(node));
 }

@@ -1,0 +1,208 @@
+#include "engine/plan/axis_stage.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace vello {
+namespace {
+
+constexpr double kGaussianReach = 4;         // sigmas; what is cut off changes no 8-bit value
+constexpr double kPrefilter = 0.8;           // sigma of the reduction, in coarse samples
+constexpr double kSplineVariance = 1.0 / 3;  // of the cubic B-spline, in coarse samples
+
+int64_t floorDiv(int64_t a, int64_t b) { return a / b - (a % b != 0 && (a < 0) != (b < 0)); }
+
+std::vector<double> normalised(std::vector<double> w) {
+  double sum = 0;
+  for (double v : w) sum += v;
+  if (!(std::abs(sum) > 0)) return {1};
+  for (double& v : w) v /= sum;
+  return w;
+}
+
+// Samples of a Gaussian around `centre` of a grid, from `first` on.
+std::vector<double> gaussian(double sigma, double centre, int64_t first, int64_t last) {
+  std::vector<double> w;
+  for (int64_t t = first; t <= last; ++t) {
+    const double d = (static_cast<double>(t) - centre) / sigma;
+    w.push_back(std::exp(-0.5 * d * d));
+  }
+  return normalised(std::move(w));
+}
+
+// The cubic B-spline's four weights at a fraction f beyond the second sample (Unser, "Splines", 1999).
+void splineWeights(double f, double* w) {
+  const double g = 1 - f;
+  w[0] = g * g * g / 6;
+  w[1] = (4 - 6 * f * f + 3 * f * f * f) / 6;
+  w[2] = (4 - 6 * g * g + 3 * g * g * g) / 6;
+  w[3] = f * f * f / 6;
+}
+
+AxisStage gaussianReduction(int factor) {
+  const double centre = (factor - 1) / 2.0, sigma = kPrefilter * factor;
+  const auto n = static_cast<int64_t>(std::ceil(kGaussianReach * sigma));
+  const int64_t first = static_cast<int64_t>(std::floor(centre)) - n,
+                last = static_cast<int64_t>(std::ceil(centre)) + n;
+  return AxisStage::reduce(factor, gaussian(sigma, centre, first, last), first);
+}
+
+}  // namespace
+
+AxisStage AxisStage::convolve(std::vector<double> weights, int64_t offset) {
+  return reduce(1, std::move(weights), offset);
+}
+
+AxisStage AxisStage::reduce(int factor, std::vector<double> weights, int64_t offset) {
+  AxisStage s;
+  s.factor_ = factor;
+  s.count_ = static_cast<int>(weights.size());
+  s.offset_ = offset;
+  s.weights_.assign(weights.begin(), weights.end());
+  return s;
+}
+
+AxisStage AxisStage::expand(int factor, bool cubic) {
+  AxisStage s;
+  s.type_ = Type::expand;
+  s.factor_ = factor;
+  s.count_ = cubic ? 4 : 2;
+  s.cubic_ = cubic;
+  return s;
+}
+
+AxisStage AxisStage::resample(const KernelOps* ops, const void* kernel, double scale, double outOrigin,
+                              double outPitch, double inOrigin, double inPitch) {
+  AxisStage s;
+  s.type_ = Type::resample;
+  s.ops_ = ops;
+  s.kernel_ = kernel;
+  s.scale_ = scale;
+  s.outOrigin_ = outOrigin;
+  s.outPitch_ = outPitch;
+  s.inOrigin_ = inOrigin;
+  s.inPitch_ = inPitch;
+  // The profile spans the coarser of the two grids.
+  const double unit = std::max(inPitch, outPitch / scale);
+  s.count_ = 2 * static_cast<int>(std::ceil(ops->reach(kernel) * unit / inPitch)) + 1;
+  return s;
+}
+
+void AxisStage::weigh(int64_t o, int64_t& first, float* weights) const {
+  if (type_ == Type::weighted) {
+    first = o * factor_ + offset_;
+    std::copy(weights_.begin(), weights_.end(), weights);
+    return;
+  }
+  double w[4];
+  if (type_ == Type::expand) {
+    const int64_t cell = floorDiv(o, factor_);
+    const double place = (static_cast<double>(o - cell * factor_) + 0.5) / factor_ - 0.5;
+    const int64_t below = place < 0 ? -1 : 0;
+    const double f = place - static_cast<double>(below);
+    if (cubic_) {
+      splineWeights(f, w);
+    } else {
+      w[0] = 1 - f;
+      w[1] = f;
+    }
+    first = cell + below - (cubic_ ? 1 : 0);
+    std::copy(w, w + count_, weights);
+    return;
+  }
+  const double place = (outOrigin_ + (static_cast<double>(o) + 0.5) * outPitch_) / scale_;
+  const double centre = (place - inOrigin_) / inPitch_ - 0.5;
+  const double unit = std::max(inPitch_, outPitch_ / scale_) / inPitch_;
+  first = static_cast<int64_t>(std::floor(centre)) - count_ / 2;
+  double sum = 0;
+  for (int t = 0; t < count_; ++t) {
+    const double d = (static_cast<double>(first + t) - centre) / unit;
+    const double v = std::abs(d) < ops_->reach(kernel_) ? ops_->profile(kernel_, d) : 0;
+    weights[t] = static_cast<float>(v);
+    sum += v;
+  }
+  for (int t = 0; t < count_; ++t) weights[t] = static_cast<float>(weights[t] / sum);
+}
+
+IndexRange AxisStage::inputFor(const IndexRange& out) const {
+  if (out.size() == 0) return {};
+  std::vector<float> weights(static_cast<size_t>(count_));
+  int64_t begin = 0, end = 0;
+  weigh(out.begin, begin, weights.data());
+  weigh(out.end - 1, end, weights.data());
+  return {std::min(begin, end), std::max(begin, end) + count_};
+}
+
+AxisPass AxisStage::pass(const IndexRange& out) const {
+  AxisPass pass{out, inputFor(out), count_, type_ == Type::weighted && factor_ == 1, {}, {}};
+  const auto n = static_cast<size_t>(out.size());
+  pass.first.resize(n);
+  pass.weights.resize(static_cast<size_t>(count_) * (pass.uniform ? 1 : n));
+  for (size_t k = 0; k < n; ++k)
+    weigh(out.begin + static_cast<int64_t>(k), pass.first[k],
+          pass.weights.data() + (pass.uniform ? 0 : k * static_cast<size_t>(count_)));
+  return pass;
+}
+
+std::vector<double> profileWeights(const KernelOps* ops, const void* kernel, double pitch) {
+  const bool smooth = ops->smooth && ops->smooth(kernel) > 0;
+  const double reach = ops->reach(kernel) / pitch;
+  // A profile with edges is averaged over each sample; a smooth one is taken at its middle.
+  constexpr int parts = 16;
+  const auto n = static_cast<int64_t>(std::ceil(smooth ? reach : std::max(0.0, reach - 0.5)));
+  std::vector<double> weights;
+  for (int64_t t = -n; t <= n; ++t) {
+    double sum = 0;
+    for (int p = 0; p < parts; ++p) {
+      const double place = smooth ? static_cast<double>(t) : static_cast<double>(t) + (p + 0.5) / parts - 0.5;
+      if (std::abs(place) <= reach) sum += ops->profile(kernel, place * pitch);
+    }
+    weights.push_back(sum);
+  }
+  return normalised(std::move(weights));
+}
+
+std::vector<AxisStage> separableStages(const KernelOps* ops, const void* kernel, double pitch) {
+  const double sigma = ops->smooth ? ops->smooth(kernel) / pitch : 0;
+  if (sigma < 5) {
+    std::vector<double> weights = profileWeights(ops, kernel, pitch);
+    const auto n = static_cast<int64_t>(weights.size() / 2);
+    return {AxisStage::convolve(std::move(weights), -n)};
+  }
+  const int factor = 1 << static_cast<int>(std::floor(std::log2(sigma / 2.5)));
+  const double coarse =
+      std::sqrt(sigma * sigma / factor / factor - kPrefilter * kPrefilter - kSplineVariance);
+  const auto n = static_cast<int64_t>(std::ceil(kGaussianReach * coarse));
+  return {gaussianReduction(factor), AxisStage::convolve(gaussian(coarse, 0, -n, n), -n),
+          AxisStage::expand(factor, true)};
+}
+
+std::vector<LineTap> lineTaps(const KernelOps* ops, const void* kernel, double pitch) {
+  const Vec2 d = ops->direction(kernel);
+  const bool alongX = std::abs(d.x) >= std::abs(d.y);
+  const double major = alongX ? d.x : d.y, minor = alongX ? d.y : d.x;
+  const double slope = major == 0 ? 0 : minor / major, length = std::sqrt(1 + slope * slope);
+  const double reach = ops->reach(kernel);
+  const auto n = static_cast<int>(std::ceil(reach / (pitch * length)));
+  std::vector<double> weights;
+  double sum = 0;
+  for (int k = -n; k <= n; ++k) {
+    const double distance = std::abs(k) * pitch * length;
+    weights.push_back(distance <= reach || k == 0 ? ops->profile(kernel, distance) : 0);
+    sum += weights.back();
+  }
+  std::vector<LineTap> taps;
+  const auto add = [&](int along, int across, double w) {
+    if (w > 0)
+      taps.push_back(alongX ? LineTap{along, across, static_cast<float>(w)}
+                            : LineTap{across, along, static_cast<float>(w)});
+  };
+  for (int k = -n; k <= n; ++k) {
+    const double across = k * slope, low = std::floor(across), w = weights[static_cast<size_t>(k + n)] / sum;
+    add(k, static_cast<int>(low), w * (1 - (across - low)));
+    add(k, static_cast<int>(low) + 1, w * (across - low));
+  }
+  return taps;
+}
+
+}  // namespace vello

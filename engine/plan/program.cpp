@@ -1,0 +1,399 @@
+#include "engine/plan/program.h"
+
+#include <cmath>
+#include <set>
+
+#include "engine/plan/whole_images.h"
+
+namespace vello {
+namespace {
+
+// Reaches beyond this many samples are computed on a coarser grid and expanded.
+constexpr double kLongestProfile = 2048;
+constexpr double kLongestWindow = 128;
+constexpr int kMostHalvings = 30;
+
+struct Key {
+  Digest digest;
+  double ox, oy, pitch;
+  friend auto operator<=>(const Key&, const Key&) = default;
+};
+
+struct Request {
+  NodePtr node;
+  Lattice lattice;
+  Key key() const { return {node->digest, lattice.ox, lattice.oy, lattice.pitch}; }
+};
+
+const NodePtr& passUnbounded(const NodePtr& node) {
+  const NodePtr* at = &node;
+  while ((*at)->type == Node::Type::unbounded) at = &(*at)->inputs[0];
+  return *at;
+}
+
+Lattice scaled(const Lattice& l, int halvings) {
+  const double pitch = std::ldexp(l.pitch, halvings);
+  return {std::fmod(l.ox, pitch), std::fmod(l.oy, pitch), pitch};
+}
+
+// Finer samples than the image's own are asked for only by a render that is finer itself.
+int limitedHalvings(const Lattice& l, int halvings) {
+  while (halvings < 0 && std::ldexp(l.pitch, halvings) < std::min(1.0, l.pitch)) ++halvings;
+  return std::min(halvings, kMostHalvings);
+}
+
+bool isKernel(const Node& node, Kind kind) {
+  return node.type == Node::Type::kernel && node.ops->kind == kind;
+}
+
+double linearScale(const CGAffineTransform& t) { return std::sqrt(std::abs(t.a * t.d - t.b * t.c)); }
+
+bool whole(double v) { return v == std::floor(v); }
+
+// A bitmap read through at most one transform, a clamp and crops.
+struct SourceChain {
+  NodePtr source;
+  CGAffineTransform toTexel;  // image place to texel place, y upwards
+  CGRect valid;               // in texel places
+  bool clamp = false;
+};
+
+std::optional<SourceChain> sourceChain(const NodePtr& start) {
+  NodePtr node = passUnbounded(start);
+  SourceChain chain{nullptr, {}, kInfiniteExtent, false};
+  if (node->type == Node::Type::affine) {
+    chain.toTexel = CGAffineTransformInvert(node->transform);
+    node = passUnbounded(node->inputs[0]);
+  }
+  const auto take = [&chain](const CGRect& r) {
+    chain.valid = intersection(chain.valid, r);
+    return whole(r.origin.x) && whole(r.origin.y) && whole(r.size.width) && whole(r.size.height);
+  };
+  CGRect clampRect{};
+  if (node->type == Node::Type::clamp) {
+    chain.clamp = true;
+    clampRect = node->rect;
+    if (!take(clampRect)) return std::nullopt;
+    node = passUnbounded(node->inputs[0]);
+  }
+  while (node->type == Node::Type::crop) {
+    if (!isInfinite(node->rect) && !take(node->rect)) return std::nullopt;
+    node = passUnbounded(node->inputs[0]);
+  }
+  if (node->type != Node::Type::source && !isKernel(*node, Kind::raster) && !isKernel(*node, Kind::frame))
+    return std::nullopt;
+  if (!take(node->extent) || isInfinite(node->extent)) return std::nullopt;
+  // Edges can only be repeated where there are texels.
+  if (chain.clamp && !(chain.valid == clampRect)) return std::nullopt;
+  chain.source = node;
+  return chain;
+}
+
+class Builder {
+ public:
+  Builder(const ProgramOptions& options, Program& program) : options_(options), program_(program) {}
+
+  std::string build(const Request& root) {
+    std::vector<Request> open{root};
+    while (!open.empty() && error_.empty()) {
+      const Request request = open.back();
+      if (done_.count(request.key())) {
+        open.pop_back();
+        continue;
+      }
+      const size_t before = open.size();
+      for (const Request& need : needs(request))
+        if (!done_.count(need.key())) open.push_back(need);
+      if (open.size() != before) continue;
+      open.pop_back();
+      done_[request.key()] = emit(request);
+    }
+    if (error_.empty()) program_.root = done_[root.key()];
+    return error_;
+  }
+
+ private:
+  int halvings(const Request& request) const;
+  std::vector<Request> needs(const Request& request) const;
+  Lattice edgeLattice(const Request& request) const;
+  Lattice kernelLattice(const Request& request) const;
+  int emit(const Request& request);
+  int push(Step step);
+  int stepOf(const NodePtr& node, const Lattice& lattice) const;
+  GridEdge edge(const NodePtr& input, const Lattice& own, const Lattice& child,
+                const CGAffineTransform& toInput);
+  const TexelSource* sourceOf(const NodePtr& node, CGAffineTransform& toTexel, CGRect& valid, double pitch);
+  void emitKernel(const Request& request, Step& step);
+  void makeKernel(const Node& node, const Lattice& lattice, Step& step);
+  int expanded(const Request& request, int coarse, const Lattice& coarseLattice);
+
+  const ProgramOptions& options_;
+  Program& program_;
+  std::map<Key, int> done_;
+  std::string error_;
+};
+
+bool readsWhole(const Node& node, size_t image) {
+  return (node.ops->tableMask >> image & 1) != 0 ||
+         isKernel(*passUnbounded(node.inputs[image]), Kind::reduce);
+}
+
+// How many times coarser than the output the lattice is that a kernel of long reach computes on.
+int Builder::halvings(const Request& request) const {
+  const Node& node = *request.node;
+  const Kind kind = node.ops->kind;
+  if (kind != Kind::separable && kind != Kind::line && kind != Kind::area) return 0;
+  Step probe;
+  makeProbe(node, request.lattice.pitch, probe.kernel);
+  const double reach = node.ops->reach(probe.kernel.get()) / request.lattice.pitch;
+  const double most = kind == Kind::area ? kLongestWindow : kLongestProfile;
+  return reach > most ? std::min(kMostHalvings, static_cast<int>(std::ceil(std::log2(reach / most)))) : 0;
+}
+
+Lattice Builder::kernelLattice(const Request& request) const {
+  Lattice l = request.lattice;
+  l.pitch = std::ldexp(l.pitch, halvings(request));
+  return l;
+}
+
+// Of a step whose samples are interpolated.
+Lattice Builder::edgeLattice(const Request& request) const {
+  const Node& node = *request.node;
+  double shrink = 1;  // input units an output unit
+  if (node.type == Node::Type::affine) shrink = linearScale(CGAffineTransformInvert(node.transform));
+  if (node.type == Node::Type::kernel && node.ops->magnification)
+    shrink = 1 / std::max(1.0f, node.ops->magnification(node.values));
+  const double exponent = std::floor(std::log2(shrink) + 1e-6);
+  const int k = exponent > kMostHalvings ? kMostHalvings : exponent < -4 ? -4 : static_cast<int>(exponent);
+  return scaled(request.lattice, limitedHalvings(request.lattice, k));
+}
+
+std::vector<Request> Builder::needs(const Request& request) const {
+  const Node& node = *request.node;
+  const auto same = [&](const NodePtr& n) { return Request{n, request.lattice}; };
+  switch (node.type) {
+    case Node::Type::empty:
+    case Node::Type::source:
+      return {};
+    case Node::Type::unbounded:
+    case Node::Type::crop:
+    case Node::Type::clamp:
+      return sourceChain(request.node) ? std::vector<Request>{} : std::vector{same(node.inputs[0])};
+    case Node::Type::affine:
+      if (sourceChain(request.node)) return {};
+      return {{node.inputs[0], edgeLattice(request)}};
+    case Node::Type::kernel:
+      break;
+  }
+  std::vector<Request> list;
+  const Kind kind = node.ops->kind;
+  if (kind == Kind::raster || kind == Kind::frame || kind == Kind::reduce) return list;
+  const Lattice own = kernelLattice(request);
+  for (size_t i = 0; i < node.inputs.size(); ++i) {
+    if (readsWhole(node, i)) continue;
+    const bool moved = kind == Kind::warp || (kind == Kind::taps && i > 0);
+    if (moved && sourceChain(node.inputs[i])) continue;
+    list.push_back({node.inputs[i], moved ? edgeLattice(request) : own});
+  }
+  return list;
+}
+
+int Builder::push(Step step) {
+  program_.steps.push_back(std::move(step));
+  return static_cast<int>(program_.steps.size()) - 1;
+}
+
+int Builder::stepOf(const NodePtr& node, const Lattice& lattice) const {
+  const auto found = done_.find(Request{node, lattice}.key());
+  return found == done_.end() ? -1 : found->second;
+}
+
+const TexelSource* Builder::sourceOf(const NodePtr& node, CGAffineTransform& toTexel, CGRect& valid,
+                                     double pitch) {
+  Bitmap bitmap = node->bitmap;
+  if (node->type == Node::Type::kernel) {
+    const double scale = isKernel(*node, Kind::raster) ? 1 / pitch : 1;
+    bitmap = wholePicture(*node, scale, options_, error_);
+    const CGPoint o = node->extent.origin;
+    toTexel = CGAffineTransformConcat(toTexel, {scale, 0, 0, scale, -o.x * scale, -o.y * scale});
+    valid = {{0, 0}, {static_cast<double>(bitmap.width()), static_cast<double>(bitmap.height())}};
+    if (bitmap.empty()) return nullptr;
+  }
+  auto& source = program_.sources[bitmap.serial()];
+  if (!source) source = std::make_unique<TexelSource>(bitmap, options_.working);
+  return source.get();
+}
+
+GridEdge Builder::edge(const NodePtr& input, const Lattice& own, const Lattice& child,
+                       const CGAffineTransform& toInput) {
+  GridEdge e;
+  if (auto chain = sourceChain(input)) {
+    CGAffineTransform toTexel = CGAffineTransformConcat(toInput, chain->toTexel);
+    e.source = sourceOf(chain->source, toTexel, chain->valid, own.pitch);
+    const double footprint = own.pitch * linearScale(toTexel);
+    if (footprint >= 4) e.level = std::min(kMostHalvings, static_cast<int>(std::floor(std::log2(footprint))));
+    const double side = std::ldexp(1.0, e.level);
+    e.toGrid = CGAffineTransformConcat(toTexel, {1 / side, 0, 0, 1 / side, -0.5, -0.5});
+    e.valid = covering(chain->valid, {0, 0, side});
+    e.clamp = chain->clamp;
+    const CGAffineTransform& t = e.toGrid;
+    e.exact = e.level == 0 && t.a == 1 && t.b == 0 && t.c == 0 && t.d == 1 && own.pitch == 1 &&
+              whole(own.ox + 0.5 + t.tx) && whole(own.oy + 0.5 + t.ty);
+    return e;
+  }
+  e.step = stepOf(input, child);
+  e.valid = program_.steps[static_cast<size_t>(e.step)].bounds;
+  const double p = 1 / child.pitch;
+  e.toGrid = CGAffineTransformConcat(toInput, {p, 0, 0, p, -child.ox * p - 0.5, -child.oy * p - 0.5});
+  return e;
+}
+
+int Builder::emit(const Request& request) {
+  const Node& node = *request.node;
+  program_.kept.push_back(request.node);
+  if (node.type == Node::Type::unbounded && !sourceChain(request.node))
+    return stepOf(node.inputs[0], request.lattice);
+  Step step;
+  step.node = &node;
+  step.lattice = request.lattice;
+  step.bounds = covering(node.extent, request.lattice);
+  const bool drawn = isKernel(node, Kind::raster) || isKernel(node, Kind::frame);
+  if (node.type == Node::Type::empty) return push(std::move(step));
+  if (drawn || (node.type != Node::Type::kernel && sourceChain(request.node))) {
+    step.op = Step::Op::sample;
+    step.edges = {edge(request.node, request.lattice, request.lattice, {})};
+    step.inputs = {-1};
+    return error_.empty() ? push(std::move(step)) : -1;
+  }
+  switch (node.type) {
+    case Node::Type::affine:
+      step.op = Step::Op::sample;
+      step.edges = {edge(node.inputs[0], request.lattice, edgeLattice(request),
+                         CGAffineTransformInvert(node.transform))};
+      break;
+    case Node::Type::crop:
+      step.op = Step::Op::crop;
+      break;
+    case Node::Type::clamp:
+      step.op = Step::Op::clamp;
+      step.clampRect = insideOf(node.rect, request.lattice);
+      break;
+    default:
+      emitKernel(request, step);
+      return error_.empty() ? expanded(request, push(std::move(step)), kernelLattice(request)) : -1;
+  }
+  if (step.op == Step::Op::sample) {
+    step.inputs = {step.edges[0].step};
+  } else {
+    step.inputs = {stepOf(node.inputs[0], request.lattice)};
+    step.straight = program_.steps[static_cast<size_t>(step.inputs[0])].straight;
+  }
+  return push(std::move(step));
+}
+
+void Builder::makeKernel(const Node& node, const Lattice& lattice, Step& step) {
+  std::vector<CGRect> extents;
+  std::vector<Table> tables(node.inputs.size());
+  const Values* reduced = nullptr;
+  for (size_t i = 0; i < node.inputs.size() && error_.empty(); ++i) {
+    const NodePtr& input = passUnbounded(node.inputs[i]);
+    extents.push_back(input->extent);
+    if (isKernel(*input, Kind::reduce)) {
+      program_.found.push_back(
+          std::make_unique<Values>(wholeReduction(*input, lattice.pitch, options_, error_)));
+      reduced = program_.found.back().get();
+    } else if (readsWhole(node, i)) {
+      program_.tables.emplace_back();
+      tables[i] = wholeTable(input, options_, program_.tables.back(), error_);
+    }
+  }
+  if (!error_.empty()) return;
+  Values values = node.values;
+  values.setWorkingMatrix(options_.workingMatrix);
+  const Given given{{extents.data(), static_cast<int>(extents.size())},
+                    {tables.data(), static_cast<int>(tables.size())},
+                    reduced,
+                    lattice.pitch};
+  step.kernel = newKernel(*node.ops, values, given);
+  step.anchor = node.ops->anchor(step.kernel.get());
+}
+
+void Builder::emitKernel(const Request& request, Step& step) {
+  const Node& node = *request.node;
+  const KernelOps& ops = *node.ops;
+  step.op = Step::Op::kernel;
+  step.ops = &ops;
+  step.straight = ops.straight;
+  step.lattice = kernelLattice(request);
+  step.bounds = covering(node.extent, step.lattice);
+  if (ops.kind == Kind::reduce) {
+    error_ = "a reduction has no picture of its own";
+    return;
+  }
+  makeKernel(node, step.lattice, step);
+  if (!error_.empty()) return;
+  for (size_t i = 0; i < node.inputs.size(); ++i) {
+    if (readsWhole(node, i)) {
+      step.inputs.push_back(-1);
+    } else if (ops.kind == Kind::warp || (ops.kind == Kind::taps && i > 0)) {
+      step.edges.push_back(edge(node.inputs[i], step.lattice, edgeLattice(request), {}));
+      step.inputs.push_back(step.edges.back().step);
+    } else {
+      step.inputs.push_back(stepOf(node.inputs[i], step.lattice));
+    }
+  }
+  const void* k = step.kernel.get();
+  const Lattice& l = step.lattice;
+  switch (ops.kind) {
+    case Kind::separable:
+      step.stagesX = step.stagesY = separableStages(&ops, k, l.pitch);
+      break;
+    case Kind::resample: {
+      const Vec2 s = ops.scale(k);
+      step.stagesX = {AxisStage::resample(&ops, k, s.x, l.ox, l.pitch, l.ox, l.pitch)};
+      step.stagesY = {AxisStage::resample(&ops, k, s.y, l.oy, l.pitch, l.oy, l.pitch)};
+      break;
+    }
+    case Kind::line:
+      step.line = lineTaps(&ops, k, l.pitch);
+      for (const LineTap& tap : step.line)
+        step.reach = std::max<int64_t>({step.reach, std::abs(tap.di), std::abs(tap.dj)});
+      break;
+    case Kind::area:
+      step.reach = static_cast<int64_t>(std::ceil(ops.reach(k) / l.pitch));
+      break;
+    case Kind::taps:
+      step.bound = ops.bound(node.values);
+      break;
+    default:
+      break;
+  }
+}
+
+// Brings what was computed on a coarser lattice back to the one asked for.
+int Builder::expanded(const Request& request, int coarse, const Lattice& coarseLattice) {
+  if (coarseLattice == request.lattice) return coarse;
+  const KernelOps& ops = *request.node->ops;
+  const void* k = program_.steps[static_cast<size_t>(coarse)].kernel.get();
+  const int factor = static_cast<int>(std::lround(coarseLattice.pitch / request.lattice.pitch));
+  Step step;
+  step.op = Step::Op::expand;
+  step.node = request.node.get();
+  step.lattice = request.lattice;
+  step.bounds = covering(request.node->extent, request.lattice);
+  step.inputs = {coarse};
+  step.stagesX = step.stagesY = {AxisStage::expand(factor, ops.smooth && ops.smooth(k) > 0)};
+  return push(std::move(step));
+}
+
+}  // namespace
+
+std::string buildProgram(const CIImage& image, const Lattice& lattice, const ProgramOptions& options,
+                         Program& program) {
+  if (image.isNil()) return "there is no image to render";
+  constexpr int kDeepestPrograms = 16;
+  if (options.depth > kDeepestPrograms) return "pictures that are read whole are nested too deeply";
+  return Builder(options, program).build({image.node(), lattice});
+}
+
+}  // namespace vello

@@ -1,0 +1,77 @@
+// A program: the steps that compute one recipe on one lattice, inputs before their users. What several
+// branches share is one step; what can be known before the first sample is computed (kernels, tables, drawn
+// pictures) is known here. Immutable once built, shared by all threads of a render.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "engine/filters/kernel_ops.h"
+#include "engine/image/node.h"
+#include "engine/plan/axis_stage.h"
+#include "engine/render/buffer.h"
+#include "engine/render/lattice.h"
+#include "engine/render/texel_source.h"
+
+namespace vello {
+
+// An edge along which samples are interpolated: from another step's samples, or straight from a bitmap's
+// texels, which are interpolated in their encoded form.
+struct GridEdge {
+  int step = -1;                        // or, when negative:
+  const TexelSource* source = nullptr;  // whose texels of `level` are read
+  int level = 0;
+  CGAffineTransform
+      toGrid;       // image place to grid coordinates, in which sample (i, j) has its centre at (i, j)
+  IndexRect valid;  // samples beyond it are transparent, or the nearest one when `clamp` is set
+  bool clamp = false;
+  bool exact = false;  // a texel for every sample, nothing to interpolate
+};
+
+struct Step {
+  enum class Op { empty, sample, crop, clamp, expand, kernel };
+  Op op = Op::empty;
+  const Node* node = nullptr;
+  Lattice lattice;
+  IndexRect bounds;             // samples outside are transparent
+  std::vector<int> inputs;      // steps; -1 where an image is read whole or along an edge from a source
+  std::vector<GridEdge> edges;  // sample, warp and taps: one; taps: one per image after the first
+  IndexRect clampRect;          // clamp: the samples whose edge is repeated
+  bool straight = false;        // its samples are straight colour
+  // kernel
+  const KernelOps* ops = nullptr;
+  std::unique_ptr<std::max_align_t[]> kernel;
+  CGPoint anchor;
+  double bound = 0;                         // taps: in samples; kAnywhere for the whole input
+  std::vector<AxisStage> stagesX, stagesY;  // separable, resample, expand
+  std::vector<LineTap> line;
+  int64_t reach = 0;  // area, line: in samples
+};
+
+struct Program {
+  std::vector<Step> steps;
+  int root = 0;
+  std::map<uint64_t, std::unique_ptr<TexelSource>> sources;  // by the bitmap's serial
+  std::vector<std::unique_ptr<Values>> found;                // what reduce kernels found
+  std::vector<std::vector<Px>> tables;
+  std::vector<NodePtr> kept;  // nodes the steps point at
+};
+
+struct ProgramOptions {
+  ColorSpacePtr working;                  // null: linear sRGB
+  const double* workingMatrix = nullptr;  // linear sRGB to its primaries; null: the identity
+  // Renders the root of a program whole: how tables, reductions and foreign frames get their pixels.
+  std::function<std::string(const Program&, const IndexRect&, Buffer&)> renderWhole;
+  int depth = 0;  // of programs within programs
+};
+
+// Returns the error, empty on success.
+std::string buildProgram(const CIImage& image, const Lattice& lattice, const ProgramOptions& options,
+                         Program& program);
+
+}  // namespace vello

@@ -1,0 +1,182 @@
+#include "engine/plan/regions.h"
+
+#include <cmath>
+#include <limits>
+
+#include "engine/plan/placement.h"
+
+namespace vello {
+namespace {
+
+struct Box {
+  double u0 = std::numeric_limits<double>::infinity(), v0 = u0, u1 = -u0, v1 = -u0;
+  void add(double u, double v) {
+    u0 = std::min(u0, u);
+    v0 = std::min(v0, v);
+    u1 = std::max(u1, u);
+    v1 = std::max(v1, v);
+  }
+};
+
+bool isWarp(const Step& step) { return step.ops && step.ops->kind == Kind::warp; }
+
+// Places that no sample lies near do not widen the box.
+void addNear(Box& box, const GridEdge& edge, double u, double v) {
+  const IndexRect& valid = edge.valid;
+  const auto x0 = static_cast<double>(valid.x0) - 1, x1 = static_cast<double>(valid.x1);
+  const auto y0 = static_cast<double>(valid.y0) - 1, y1 = static_cast<double>(valid.y1);
+  if (edge.clamp) return box.add(std::clamp(u, x0, x1), std::clamp(v, y0, y1));
+  if (u > x0 && u < x1 && v > y0 && v < y1) box.add(u, v);
+}
+
+IndexRect movedBox(const Step& step, const IndexRect& r) {
+  Box box;
+  const GridEdge& edge = step.edges[0];
+  if (!isWarp(step)) {
+    for (const int64_t i : {r.x0, r.x1 - 1})
+      for (const int64_t j : {r.y0, r.y1 - 1}) {
+        const GridPoint p = gridPoint(step, edge, i, j, {0, 0, 1});
+        box.add(p.u, p.v);
+      }
+    return gridBox(edge, box.u0, box.v0, box.u1, box.v1);
+  }
+  GridRun run;
+  for (int64_t j = r.y0; j < r.y1; ++j)
+    for (int64_t i = r.x0; i < r.x1; i += kRunLength) {
+      const int n = static_cast<int>(std::min<int64_t>(kRunLength, r.x1 - i));
+      gridRun(step, j, i, n, run);
+      for (int k = 0; k < n; ++k) addNear(box, edge, run.u[k], run.v[k]);
+    }
+  return gridBox(edge, box.u0, box.v0, box.u1, box.v1);
+}
+
+IndexRect boundedBox(const Step& step, const GridEdge& edge, const IndexRect& r) {
+  if (step.bound >= kAnywhere) return edge.valid;
+  Box box;
+  const auto bound = static_cast<float>(step.bound);
+  for (const int64_t i : {r.x0, r.x1 - 1})
+    for (const int64_t j : {r.y0, r.y1 - 1})
+      for (const float dx : {-bound, bound})
+        for (const float dy : {-bound, bound}) {
+          const GridPoint p = gridPoint(step, edge, i, j, {dx, dy, 1});
+          box.add(p.u, p.v);
+        }
+  return gridBox(edge, box.u0, box.v0, box.u1, box.v1);
+}
+
+class Demand {
+ public:
+  Demand(const Program& program, const IndexRect& out) : program_(program) {
+    found_.steps.resize(program.steps.size());
+    found_.edges.resize(program.steps.size());
+    found_.users.resize(program.steps.size());
+    ask(program.root, out);
+    for (size_t k = program.steps.size(); k-- > 0;) spread(static_cast<int>(k));
+    weigh();
+  }
+  Regions take() { return std::move(found_); }
+
+ private:
+  void ask(int step, const IndexRect& r) {
+    if (step < 0) return;
+    const auto k = static_cast<size_t>(step);
+    found_.steps[k] = unionOf(found_.steps[k], intersection(r, program_.steps[k].bounds));
+    ++found_.users[k];
+  }
+
+  void askEdge(size_t k, const GridEdge& edge, const IndexRect& box) {
+    found_.edges[k].push_back(box);
+    ask(edge.step, box);
+  }
+
+  void spread(int index) {
+    const auto k = static_cast<size_t>(index);
+    const Step& step = program_.steps[k];
+    const IndexRect r = found_.steps[k];
+    if (r.empty()) return;
+    switch (step.op) {
+      case Step::Op::empty:
+        return;
+      case Step::Op::sample:
+        return askEdge(k, step.edges[0], movedBox(step, r));
+      case Step::Op::crop:
+        return ask(step.inputs[0], r);
+      case Step::Op::clamp:
+        return ask(step.inputs[0], clampedRegion(step, r));
+      case Step::Op::expand:
+        return ask(step.inputs[0], stagedRegion(step, r));
+      case Step::Op::kernel:
+        return spreadKernel(step, k, r);
+    }
+  }
+
+  static IndexRect clampedRegion(const Step& step, const IndexRect& r) {
+    const IndexRect& c = step.clampRect;
+    return {std::clamp(r.x0, c.x0, c.x1 - 1), std::clamp(r.y0, c.y0, c.y1 - 1),
+            std::clamp(r.x1, c.x0 + 1, c.x1), std::clamp(r.y1, c.y0 + 1, c.y1)};
+  }
+
+  static IndexRect stagedRegion(const Step& step, const IndexRect& r) {
+    const IndexRange x = stageRanges(step.stagesX, {r.x0, r.x1}).front(),
+                     y = stageRanges(step.stagesY, {r.y0, r.y1}).front();
+    return {x.begin, y.begin, x.end, y.end};
+  }
+
+  void spreadKernel(const Step& step, size_t k, const IndexRect& r) {
+    switch (step.ops->kind) {
+      case Kind::warp:
+        return askEdge(k, step.edges[0], movedBox(step, r));
+      case Kind::taps:
+        ask(step.inputs[0], r);
+        for (const GridEdge& edge : step.edges) askEdge(k, edge, boundedBox(step, edge, r));
+        return;
+      case Kind::separable:
+      case Kind::resample:
+        return ask(step.inputs[0], stagedRegion(step, r));
+      case Kind::line:
+      case Kind::area:
+        return ask(step.inputs[0], grown(r, step.reach, step.reach));
+      default:
+        for (int input : step.inputs) ask(input, r);
+    }
+  }
+
+  // Walks an evaluation: a step's samples are held until its last user is done.
+  void weigh() {
+    std::vector<int> left = found_.users;
+    double held = 0;
+    for (size_t k = 0; k < program_.steps.size(); ++k) {
+      const Step& step = program_.steps[k];
+      if (found_.steps[k].empty()) continue;
+      double own = Buffer::bytesFor(found_.steps[k]);
+      held += own;
+      double extra = 0;
+      for (size_t e = 0; e < step.edges.size() && e < found_.edges[k].size(); ++e)
+        if (step.edges[e].source) extra += Buffer::bytesFor(found_.edges[k][e]);
+      const bool copies = step.op == Step::Op::expand || (step.ops && step.ops->reach);
+      if (copies && step.inputs[0] >= 0)
+        extra += 2 * Buffer::bytesFor(found_.steps[static_cast<size_t>(step.inputs[0])]);
+      found_.samples += found_.steps[k].area();
+      found_.peakBytes = std::max(found_.peakBytes, held + extra);
+      for (int input : step.inputs)
+        if (input >= 0 && --left[static_cast<size_t>(input)] == 0)
+          held -= Buffer::bytesFor(found_.steps[static_cast<size_t>(input)]);
+    }
+  }
+
+  const Program& program_;
+  Regions found_;
+};
+
+}  // namespace
+
+std::vector<IndexRange> stageRanges(const std::vector<AxisStage>& stages, IndexRange out) {
+  std::vector<IndexRange> ranges(stages.size() + 1);
+  ranges.back() = out;
+  for (size_t k = stages.size(); k-- > 0;) ranges[k] = stages[k].inputFor(ranges[k + 1]);
+  return ranges;
+}
+
+Regions regionsFor(const Program& program, const IndexRect& out) { return Demand(program, out).take(); }
+
+}  // namespace vello

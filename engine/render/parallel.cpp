@@ -1,0 +1,34 @@
+#include "engine/render/parallel.h"
+
+#include <sched.h>
+
+#include <algorithm>
+#include <atomic>
+#include <thread>
+#include <vector>
+
+namespace vello {
+
+bool runParts(int64_t count, int threads, const std::function<bool(int64_t)>& part) {
+  std::atomic<int64_t> next{0};
+  std::atomic<bool> good{true};
+  const auto work = [&] {
+    for (int64_t i; good && (i = next++) < count;)
+      if (!part(i)) good = false;
+  };
+  std::vector<std::thread> helpers;
+  const auto wanted = static_cast<size_t>(std::min<int64_t>(threads, count));
+  while (helpers.size() + 1 < wanted) helpers.emplace_back(work);
+  work();
+  for (std::thread& helper : helpers) helper.join();
+  return good;
+}
+
+int coreCount() {
+  cpu_set_t set;
+  CPU_ZERO(&set);
+  if (sched_getaffinity(0, sizeof set, &set) == 0) return std::max(1, CPU_COUNT(&set));
+  return std::max(1u, std::thread::hardware_concurrency());
+}
+
+}  // namespace vello

@@ -1,0 +1,33 @@
+// One bitmap's texels, y upwards, at full size or averaged over squares of 2^level of them.
+#pragma once
+
+#include <cstdint>
+
+#include "engine/filters/kernel_ops.h"
+#include "platform/pixel_conversion.h"
+
+namespace vello {
+
+// Safe to share between threads.
+class TexelSource {
+ public:
+  TexelSource(const Bitmap& bitmap, const ColorSpacePtr& working) : reader_(bitmap, working) {}
+
+  int64_t width(int level) const { return levelSize(reader_.bitmap().width(), level); }
+  int64_t height(int level) const { return levelSize(reader_.bitmap().height(), level); }
+  // Full-size texels [i, i + n) of row j (0 is the lowest) as premultiplied linear colour.
+  void readLinear(int64_t j, int64_t i, int n, const Run& out) const;
+  // Premultiplied encoded colour, as interpolation between texels takes it. An averaged texel is the mean in
+  // linear light of the texels that exist.
+  void readEncoded(int level, int64_t j, int64_t i, int n, const Run& out) const;
+  // In place: premultiplied encoded to premultiplied linear.
+  void linearize(int n, const Run& run) const { reader_.linearize(n, {run.r, run.g, run.b, run.a}); }
+
+ private:
+  static int64_t levelSize(int64_t size, int level) { return (size + (int64_t{1} << level) - 1) >> level; }
+  void average(int level, int64_t j, int64_t i, int n, const Run& out) const;
+
+  PixelReader reader_;
+};
+
+}  // namespace vello
