@@ -33,6 +33,7 @@
 
 #include "engine/filters/kernel_ops.h"
 #include "engine/image/extent.h"
+#include "platform/bitmap.h"
 
 namespace vello {
 namespace kinds {
@@ -229,6 +230,37 @@ constexpr KernelOps makeReduce() {
   return ops;
 }
 
+template <class K>
+constexpr KernelOps makeRaster() {
+  KernelOps ops = common<K>(Kind::raster, 0, firstExtent);
+  ops.draw = [](const void* kernel, double scale) { return as<K>(kernel).draw(scale); };
+  return ops;
+}
+
+template <class K>
+constexpr KernelOps makeFrame(int images) {
+  KernelOps ops = common<K>(Kind::frame, images, firstExtent);
+  ops.frame = [](const void* kernel, const EightBitFrame* in, int count, EightBitFrame& out) {
+    return as<K>(kernel).run(in, count, out);
+  };
+  return ops;
+}
+
+template <class K>
+inline constexpr KernelOps kWarp = makeWarp<K>();
+template <class K, int N, int Images>
+inline constexpr KernelOps kTaps = makeTaps<K, N, Images>();
+template <class K, Kind Of>
+inline constexpr KernelOps kProfile = makeProfile<K>(Of);
+template <class K>
+inline constexpr KernelOps kArea = makeArea<K>();
+template <class K>
+inline constexpr KernelOps kReduce = makeReduce<K>();
+template <class K>
+inline constexpr KernelOps kRaster = makeRaster<K>();
+template <class K, int Images>
+inline constexpr KernelOps kFrame = makeFrame<K>(Images);
+
 }  // namespace kinds
 
 // The rows' last column. Images is the number of image inputs.
@@ -245,46 +277,40 @@ constexpr const KernelOps* generate() {
   return &kinds::kGenerate<K>;
 }
 template <class K>
-inline constexpr KernelOps kWarp = kinds::makeWarp<K>();
-template <class K>
 constexpr const KernelOps* warp() {
-  return &kWarp<K>;
+  return &kinds::kWarp<K>;
 }
-template <class K, int N, int Images>
-inline constexpr KernelOps kTaps = kinds::makeTaps<K, N, Images>();
 template <class K, int N, int Images = 2>
 constexpr const KernelOps* taps() {
-  return &kTaps<K, N, Images>;
+  return &kinds::kTaps<K, N, Images>;
 }
-template <class K>
-inline constexpr KernelOps kSeparable = kinds::makeProfile<K>(Kind::separable);
 template <class K>
 constexpr const KernelOps* separable() {
-  return &kSeparable<K>;
+  return &kinds::kProfile<K, Kind::separable>;
 }
-template <class K>
-inline constexpr KernelOps kLine = kinds::makeProfile<K>(Kind::line);
 template <class K>
 constexpr const KernelOps* line() {
-  return &kLine<K>;
+  return &kinds::kProfile<K, Kind::line>;
 }
-template <class K>
-inline constexpr KernelOps kArea = kinds::makeArea<K>();
 template <class K>
 constexpr const KernelOps* area() {
-  return &kArea<K>;
+  return &kinds::kArea<K>;
 }
-template <class K>
-inline constexpr KernelOps kResample = kinds::makeProfile<K>(Kind::resample);
 template <class K>
 constexpr const KernelOps* resample() {
-  return &kResample<K>;
+  return &kinds::kProfile<K, Kind::resample>;
 }
 template <class K>
-inline constexpr KernelOps kReduce = kinds::makeReduce<K>();
-template <class K>
 constexpr const KernelOps* reduce() {
-  return &kReduce<K>;
+  return &kinds::kReduce<K>;
+}
+template <class K>
+constexpr const KernelOps* raster() {
+  return &kinds::kRaster<K>;
+}
+template <class K, int Images = 1>
+constexpr const KernelOps* frame() {
+  return &kinds::kFrame<K, Images>;
 }
 
 }  // namespace vello
