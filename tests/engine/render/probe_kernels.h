@@ -174,7 +174,7 @@ struct Threshold {
   float threshold;
   Threshold(const Values&, const Given& given)
       : threshold(given.reduced ? static_cast<float>(given.reduced->number("threshold")) : 0) {}
-  KERNEL Px operator()(Px p) const {
+  KERNEL Px operator()(Px p, Px) const {
     const float v = select(luminance(p) >= threshold, p.a, 0.0f);
     return {v, v, v, p.a};
   }

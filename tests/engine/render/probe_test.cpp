@@ -95,7 +95,7 @@ TEST_P(ProbeTest, APartIsThePartOfTheWhole) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, ProbeTest, ::testing::ValuesIn(kProbes),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         [](const auto& row) { return std::string(row.param.name); });
 
 }  // namespace
 }  // namespace vello
