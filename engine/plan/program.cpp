@@ -31,11 +31,6 @@ const NodePtr& passUnbounded(const NodePtr& node) {
   return *at;
 }
 
-Lattice scaled(const Lattice& l, int halvings) {
-  const double pitch = std::ldexp(l.pitch, halvings);
-  return {std::fmod(l.ox, pitch), std::fmod(l.oy, pitch), pitch};
-}
-
 // Finer samples than the image's own are asked for only by a render that is finer itself.
 int limitedHalvings(const Lattice& l, int halvings) {
   while (halvings < 0 && std::ldexp(l.pitch, halvings) < std::min(1.0, l.pitch)) ++halvings;
@@ -165,7 +160,8 @@ Lattice Builder::edgeLattice(const Request& request) const {
     shrink = 1 / std::max(1.0f, node.ops->magnification(node.values));
   const double exponent = std::floor(std::log2(shrink) + 1e-6);
   const int k = exponent > kMostHalvings ? kMostHalvings : exponent < -4 ? -4 : static_cast<int>(exponent);
-  return scaled(request.lattice, limitedHalvings(request.lattice, k));
+  // What is interpolated lies on image space's own grid, wherever the render's rectangle begins.
+  return {0, 0, std::ldexp(request.lattice.pitch, limitedHalvings(request.lattice, k))};
 }
 
 std::vector<Request> Builder::needs(const Request& request) const {

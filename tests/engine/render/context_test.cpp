@@ -1,0 +1,119 @@
+// Rendering into bitmaps: where the pixels land, what is copied, what is refused.
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "tests/engine/render/probe_kernels.h"
+#include "tests/engine/test_pictures.h"
+
+namespace vello {
+namespace {
+
+using testing::largestStep;
+using testing::Noise;
+using testing::picture;
+using testing::rendered;
+using testing::rgba8;
+using testing::rgbaFloat;
+
+CIImage exposed(const CIImage& image) { return applyKernel(point<probes::Exposure>(), {}, {image}); }
+
+// Multiplies by one: the same pixels, through the colour path.
+struct Same {
+  explicit Same(const Values&) {}
+  KERNEL Px operator()(Px p) const { return p; }
+};
+CIImage throughColour(const CIImage& image) { return applyKernel(point<Same>(), {}, {image}); }
+
+TEST(ContextTest, RowsRunDownwardsAndTheRectangleSaysWhere) {
+  std::vector<uint8_t> bytes;
+  for (uint8_t v = 0; v < 6; ++v) bytes.insert(bytes.end(), {v, v, v, 255});
+  const CIImage image = CIImage::imageWithBitmap(Bitmap(rgba8(2, 3), ColorSpace::sRGB(), Data(bytes)));
+  EXPECT_EQ(rendered(image, {{0, 0}, {2, 3}}, rgba8(2, 3), {}), bytes);
+  // The lower left pixel has a transparent one to its left and one below.
+  const auto corner = rendered(image, {{-1, -1}, {2, 2}}, rgba8(2, 2), {});
+  EXPECT_EQ(corner, (std::vector<uint8_t>{0, 0, 0, 0, 4, 4, 4, 255, 0, 0, 0, 0, 0, 0, 0, 0}));
+}
+
+TEST(ContextTest, UnchangedSourcesAreCopiedByteForByte) {
+  Noise noise;
+  std::vector<uint8_t> bytes(16 * 16 * 4);
+  for (uint8_t& b : bytes)
+    b = static_cast<uint8_t>(noise.below(256));  // colour above alpha, alpha 0 with colour
+  const CIImage image = CIImage::imageWithBitmap(Bitmap(rgba8(16, 16), ColorSpace::sRGB(), Data(bytes)));
+  EXPECT_EQ(rendered(unbounded(image), {{0, 0}, {16, 16}}, rgba8(16, 16), {}), bytes);
+  EXPECT_EQ(rendered(throughColour(image), {{0, 0}, {16, 16}}, rgba8(16, 16), {}), bytes)
+      << "through the colour path";
+}
+
+TEST(ContextTest, OtherSpacesConvertOnTheWayOut) {
+  const CIImage image = picture(16, 16, false);
+  const CGRect all{{0, 0}, {16, 16}};
+  const auto direct =
+      rendered(exposed(image), all, rgba8(16, 16), {}, 1, nullptr, ColorSpace::named("Display P3"));
+  const auto forced =
+      rendered(exposed(image), all, rgba8(16, 16), {.outputColorSpace = ColorSpace::named("Display P3")});
+  EXPECT_EQ(direct, forced);
+  EXPECT_GT(largestStep(direct, rendered(exposed(image), all, rgba8(16, 16), {})), 3);
+  // Exposure does not care for primaries, so another working space gives the same picture.
+  const auto wide =
+      rendered(exposed(image), all, rgba8(16, 16), {.workingColorSpace = ColorSpace::named("Display P3")});
+  EXPECT_LE(largestStep(wide, rendered(exposed(image), all, rgba8(16, 16), {})), 1);
+}
+
+TEST(ContextTest, AFractionalRectangleStartsAtItsUpperLeftCorner) {
+  const CIImage image = picture(16, 16, false);
+  const auto moved =
+      rendered(affine(exposed(image), {1, 0, 0, 1, 0.25, 0.5}), {{0.25, 0.5}, {16, 16}}, rgba8(16, 16), {});
+  EXPECT_LE(largestStep(moved, rendered(exposed(image), {{0, 0}, {16, 16}}, rgba8(16, 16), {})), 1);
+}
+
+TEST(ContextTest, WhatCannotBeRenderedIsAnError) {
+  const CIImage blurred = applyKernel(separable<probes::Gaussian<600>>(), {},
+                                      {applyKernel(generate<probes::Checkerboard>(), {}, {})});
+  struct Row {
+    const char* name;
+    CIImage image;
+    CGRect rect;
+    ContextOptions options;
+    const char* part;
+  };
+  const Row rows[] = {
+      {"nil", {}, {{0, 0}, {8, 8}}, {}, "no image"},
+      {"empty rectangle", blurred, {{0, 0}, {0, 8}}, {}, "nothing to render"},
+      {"infinite rectangle", blurred, kInfiniteExtent, {}, "nothing to render"},
+      {"too little memory", blurred, {{0, 0}, {8, 8}}, {.memoryLimit = 100000}, "limit is 0 MB"},
+      {"too large", blurred, {{0, 0}, {1e12, 1e12}}, {}, "too large"},
+  };
+  for (const Row& row : rows) {
+    std::string error;
+    EXPECT_TRUE(rendered(row.image, row.rect, rgba8(0, 0), row.options, 1, &error).empty()) << row.name;
+    EXPECT_NE(error.find(row.part), std::string::npos) << row.name << ": " << error;
+  }
+}
+
+TEST(ContextTest, AnAbandonedRenderStops) {
+  int calls = 0;
+  std::string error;
+  RenderRequest request{exposed(picture(64, 64)), {{0, 0}, {64, 64}}, 1, [&](double) { return ++calls < 3; }};
+  EXPECT_TRUE(
+      CIContext({.tileSide = 8}).createBitmap(request, rgba8(0, 0), ColorSpace::sRGB(), &error).empty());
+  EXPECT_EQ(error, "the render was abandoned");
+  EXPECT_LT(calls, 64);
+}
+
+TEST(ContextTest, SeveralThreadsRenderOneRecipe) {
+  const CIImage image = applyKernel(separable<probes::Gaussian<60>>(), {}, {exposed(picture(50, 40))});
+  const auto alone = rendered(image, {{0, 0}, {50, 40}}, rgbaFloat(50, 40), {});
+  std::vector<std::thread> threads;
+  std::vector<std::vector<uint8_t>> results(4);
+  for (auto& result : results)
+    threads.emplace_back([&] {
+      result = rendered(image, {{0, 0}, {50, 40}}, rgbaFloat(50, 40), {.tileSide = 16});
+    });
+  for (std::thread& t : threads) t.join();
+  for (const auto& result : results) EXPECT_TRUE(result == alone);
+}
+
+}  // namespace
+}  // namespace vello
