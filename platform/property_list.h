@@ -25,6 +25,12 @@ class PropertyListDictionary {
   size_t size() const;
   bool empty() const { return size() == 0; }
 
+  // Of a key that occurs more than once, the first member counts. Takes n log n steps, where n calls of set()
+  // take n * n.
+  static PropertyListDictionary fromMembers(std::vector<PropertyListMember> members);
+  // The order of the keys does not matter.
+  friend bool operator==(const PropertyListDictionary& a, const PropertyListDictionary& b);
+
   PropertyListDictionary();
   PropertyListDictionary(const PropertyListDictionary&);
   PropertyListDictionary(PropertyListDictionary&&) noexcept;
@@ -71,6 +77,7 @@ class PropertyList {
   // The number as a double; 0 for everything that is no number.
   double number() const;
 
+  // Values of different kinds differ (1 and 1.0); a real that is not a number equals itself.
   friend bool operator==(const PropertyList& a, const PropertyList& b);
 
  private:
@@ -85,9 +92,12 @@ struct PropertyListMember {
   friend bool operator==(const PropertyListMember&, const PropertyListMember&) = default;
 };
 
+inline constexpr int kPropertyListDepth = 64;
+
 struct PropertyListLimits {
   size_t bytes = size_t{16} << 20;
-  int depth = 64;
+  int depth = kPropertyListDepth;   // containers within one another
+  size_t values = size_t{4} << 20;  // scalars, containers and keys, all together
 };
 
 struct PropertyListResult {
@@ -98,17 +108,21 @@ struct PropertyListResult {
 
 // Reads XML, binary or old-style text, whichever the bytes hold. Never throws, never recurses past the depth
 // limit, uses memory in proportion to the input (a binary list may name one object often: its expanded size
-// is limited too).
+// is limited too). Strict: what is not wholly of the form is refused with its line or byte. Two things are
+// allowed: of a key that stands twice in a dictionary the first counts, and a UTF-8 byte order mark.
+// Old-style text also reads the form of a string table, members without the braces around them.
 PropertyListResult readPropertyList(std::span<const uint8_t> bytes, const PropertyListLimits& limits = {});
 
 struct PropertyListText {
   std::string text;
-  std::string error;  // empty on success: nil values and characters XML cannot hold are refused
+  std::string error;  // empty on success; else one sentence with the place, as in "[2].inputText"
   bool ok() const { return error.empty(); }
 };
 
 // The standard XML form: header, tabs, keys in the order they were set; reals in the shortest digits that
-// read back to the same double; "nan", "+infinity", "-infinity".
+// read back to the same double; "nan", "+infinity", "-infinity"; dates to the whole second. Refused, as no
+// reader could take them: nil values, text that is not UTF-8 or holds control characters, more containers
+// within one another than kPropertyListDepth, dates outside the years 0000 to 9999.
 PropertyListText writePropertyListXML(const PropertyList& value);
 
 }  // namespace vello
