@@ -97,8 +97,13 @@ ColorSpacePtr ColorSpace::named(std::string_view name) {
       makeRGB("generic RGB", kGenericRGBPrimaries, makeGammaCurve(1.8), ProfileCurve::gamma(1.8));
   static const ColorSpacePtr gray = std::make_shared<MatrixColorSpace>(
       "generic gray", makeGrayProfile("generic gray", ProfileCurve::gamma(2.2)), makeGammaCurve(2.2));
+  static const ColorSpacePtr sRGBGray = std::make_shared<MatrixColorSpace>(
+      "sRGB gray", makeGrayProfile("sRGB gray", ProfileCurve::sRGB()), sRGBCurve());
+  static const ColorSpacePtr linearGray = std::make_shared<MatrixColorSpace>(
+      "linear gray", makeGrayProfile("linear gray", ProfileCurve::gamma(1)), makeGammaCurve(1));
   static const ColorSpacePtr deviceCMYK = std::make_shared<DeviceCMYK>();
-  for (const ColorSpacePtr& space : {sRGB(), linear, displayP3, adobe, generic, gray, deviceCMYK}) {
+  for (const ColorSpacePtr& space :
+       {sRGB(), linear, displayP3, adobe, generic, gray, sRGBGray, linearGray, deviceCMYK}) {
     if (space->name() == name) return space;
   }
   return nullptr;

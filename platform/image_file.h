@@ -64,9 +64,10 @@ struct ImageWriteOptions {
 // Straight or premultiplied 8- and 16-bit grey and RGB(A) bitmaps; JPEG takes 8-bit ones without alpha.
 // Premultiplied pixels are written as such where the format can say so (TIFF), else refused: the caller
 // renders straight alpha. The bitmap's profile is embedded. Returns the error, which names the file, or
-// nothing.
+// nothing; `warnings` gets what had to be left out, e.g. a block that is too long for JPEG.
 std::optional<std::string> writeImageFile(const std::string& path, const Bitmap& bitmap,
-                                          const ImageWriteOptions& options);
+                                          const ImageWriteOptions& options,
+                                          std::vector<std::string>* warnings = nullptr);
 
 // Writes beside `path`, syncs, renames into place; the error names the file.
 std::optional<std::string> writeFileAtomically(const std::string& path, std::span<const uint8_t> bytes);

@@ -7,12 +7,14 @@
 #include <limits>
 #include <random>
 
+#include "tests/platform/test_images.h"
 #include "tests/platform/test_profiles.h"
 
 namespace vello {
 namespace {
 
 using testing::kRGBProfiles;
+using testing::layoutOf;
 using testing::RGBProfile;
 
 struct Planes {
@@ -20,17 +22,6 @@ struct Planes {
   explicit Planes(size_t n) : r(n), g(n), b(n), a(n) {}
   PlanarRun run() { return {r.data(), g.data(), b.data(), a.data()}; }
 };
-
-PixelLayout layoutOf(int64_t width, int64_t height, int bits, int components, AlphaInfo alpha) {
-  PixelLayout layout{.width = width,
-                     .height = height,
-                     .bitsPerComponent = bits,
-                     .componentsPerPixel = components,
-                     .alpha = alpha,
-                     .isFloat = bits == 32};
-  layout.bytesPerRow = width * layout.bytesPerPixel();
-  return layout;
-}
 
 // Every row read and written again in the bitmap's own space.
 std::vector<uint8_t> roundTrip(const Bitmap& bitmap, const PixelLayout& target) {
@@ -64,13 +55,6 @@ const Data& allColors() {
   return data;
 }
 
-Data randomBytes(size_t count, unsigned seed) {
-  std::mt19937 random(seed);
-  std::vector<uint8_t> bytes(count);
-  for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(random());
-  return Data(std::move(bytes));
-}
-
 class EveryProfile : public ::testing::TestWithParam<RGBProfile> {
  protected:
   ColorSpacePtr space() const { return ColorSpace::fromProfile(testing::makeProfile(GetParam())); }
@@ -101,7 +85,7 @@ TEST_P(EveryProfile, KeepsPremultipliedBytesWithColorAboveAlphaAndAlphaZero) {
 
 TEST_P(EveryProfile, KeepsSixteenBits) {
   const PixelLayout layout = layoutOf(4000, 50, 16, 3, AlphaInfo::none);
-  const Data data = randomBytes(static_cast<size_t>(layout.bytesPerRow * layout.height), 3);
+  const Data data = testing::randomData(static_cast<size_t>(layout.bytesPerRow * layout.height), 3);
   const std::vector<uint8_t> result = roundTrip(Bitmap(layout, space(), data), layout);
   int worst = 0;
   for (size_t i = 0; i < result.size(); i += 2) {

@@ -1,0 +1,74 @@
+#include "platform/image_codecs/image_codec.h"
+
+#include <bit>
+#include <cstring>
+
+#include "platform/pixel_layout.h"
+
+namespace vello {
+
+namespace {
+
+std::string sizeText(int64_t width, int64_t height) {
+  return std::to_string(width) + " x " + std::to_string(height) + " pixels";
+}
+
+}  // namespace
+
+std::string DecodedImage::setSize(const ImageLimits& limits, int64_t width, int64_t height, int bits,
+                                  int colors, AlphaInfo alpha) {
+  if (width <= 0 || height <= 0) return "it has no pixels";
+  if (width > limits.side || height > limits.side) {
+    return sizeText(width, height) + " are beyond the limit of " + std::to_string(limits.side) + " an axis";
+  }
+  int64_t area = 0, bytes = 0;
+  layout = {.width = width,
+            .height = height,
+            .bitsPerComponent = bits,
+            .componentsPerPixel = colors + (alpha == AlphaInfo::none ? 0 : 1),
+            .alpha = alpha,
+            .isFloat = bits == 32,
+            .littleEndian = std::endian::native == std::endian::little};
+  if (__builtin_mul_overflow(width, height, &area) || area > limits.pixels) {
+    return sizeText(width, height) + " are beyond the limit of " + std::to_string(limits.pixels);
+  }
+  if (__builtin_mul_overflow(area, layout.bytesPerPixel(), &bytes) || bytes > limits.bytes) {
+    return sizeText(width, height) + " need more than the limit of " + std::to_string(limits.bytes) +
+           " bytes";
+  }
+  layout.bytesPerRow = width * layout.bytesPerPixel();
+  info.width = width, info.height = height, info.bitsPerComponent = bits, info.hasAlpha = layout.hasAlpha();
+  return {};
+}
+
+void DecodedImage::allocate() {
+  pixels = std::make_shared_for_overwrite<uint8_t[]>(static_cast<size_t>(layout.bytesPerRow * layout.height));
+}
+
+RowPacker::RowPacker(const Bitmap& bitmap, bool bigEndian) : bitmap_(bitmap) {
+  const PixelLayout& layout = bitmap.layout();
+  const PixelOffsets places(layout);
+  for (int k = 0; k < layout.colorComponents(); ++k) offsets_.push_back(places.color[static_cast<size_t>(k)]);
+  if (layout.hasAlpha()) offsets_.push_back(places.alpha);
+  components_ = static_cast<int>(offsets_.size());
+  constexpr bool kLittle = std::endian::native == std::endian::little;
+  swap_ = layout.littleEndian == (bigEndian || !kLittle);
+}
+
+void RowPacker::pack(int64_t y, uint8_t* to) const {
+  const uint8_t* pixel = bitmap_.row(y);
+  const int64_t step = bitmap_.layout().bytesPerPixel();
+  const bool wide = bits() == 16;
+  for (int64_t x = 0; x < bitmap_.width(); ++x, pixel += step) {
+    for (const int64_t offset : offsets_) {
+      if (wide) {
+        to[0] = pixel[offset + (swap_ ? 1 : 0)], to[1] = pixel[offset + (swap_ ? 0 : 1)];
+        to += 2;
+      } else {
+        *to++ = pixel[offset];
+      }
+    }
+  }
+}
+
+}  // namespace vello
