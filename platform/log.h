@@ -8,7 +8,8 @@
 
 namespace vello {
 
-// Fills the "%@" places of `format` from `arguments`, in order ("%%" is a percent sign).
+// Fills the "%@" places of `format` from `arguments`, in order ("%%" is a percent sign; a place without an
+// argument becomes "(null)").
 std::string formatText(std::string_view format, const std::vector<std::string>& arguments);
 // One log entry, written whole.
 void logLine(std::string_view format, const std::vector<std::string>& arguments = {});
