@@ -34,8 +34,8 @@ class NotificationCenter {
                                        NotificationHandler handler);
   void post(const Notification& notification);
 
-  // Queues the notification until the run loop is idle in one of `modes`. Coalesces: an equal name and sender
-  // already waiting is replaced, so a stream of them arrives once.
+  // Queues the notification until the run loop is idle in one of `modes`. Coalesces: one of equal name and
+  // sender that waits already is dropped, so a stream of them arrives once, as the last one.
   void enqueueWhenIdle(Notification notification, std::initializer_list<std::string_view> modes);
   // Delivers what waits for `mode`; the run loop calls it when it has nothing else to do.
   void deliverIdle(std::string_view mode);

@@ -27,13 +27,16 @@ class RunLoop {
   void advance(double seconds);
 
   // Fires once after `interval` seconds (or every `interval` when repeating) while the loop runs one of
-  // `modes`. The returned Connection cancels it.
+  // `modes`. A repeating timer that comes too late fires once and keeps its beat. The returned Connection
+  // cancels it, also from within.
   [[nodiscard]] Connection addTimer(double interval, bool repeats,
                                     std::initializer_list<std::string_view> modes,
                                     std::function<void()> fire);
   // Runs every timer that is due in `mode`, then the idle work (the notification queue). Never waits.
   void runOnce(std::string_view mode);
-  // Turns `mode` until `finished` says so, waiting for the next timer in between.
+  // Turns `mode` until `finished` says so, waiting for the next timer in between; asks at least every 10 ms,
+  // as another thread may decide it. With a hand-turned clock it moves the clock to the next timer instead of
+  // waiting, and returns when nothing is left that could happen in `mode`.
   void runUntil(std::string_view mode, const std::function<bool()>& finished);
 
  private:
