@@ -2,10 +2,12 @@
 
 namespace vello {
 
-extern const FilterFamily kColorAdjustmentFamily;
+extern const FilterFamily kColorAdjustmentFamily, kCompositesFamily, kGeneratorsFamily, kGeometryFamily,
+    kTilesFamily;
 
 View<FilterFamily> filterFamilies() {
-  static const FilterFamily families[] = {kColorAdjustmentFamily};
+  static const FilterFamily families[] = {kColorAdjustmentFamily, kCompositesFamily, kGeneratorsFamily,
+                                          kGeometryFamily, kTilesFamily};
   return {families, static_cast<int>(sizeof families / sizeof families[0])};
 }
 

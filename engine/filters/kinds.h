@@ -35,6 +35,13 @@
 #include "engine/image/extent.h"
 #include "platform/bitmap.h"
 
+// Says of the loop that follows that no pass touches what another one reads.
+#if defined(__clang__)
+#define VELLO_INDEPENDENT_LOOP _Pragma("clang loop vectorize(assume_safety)")
+#else
+#define VELLO_INDEPENDENT_LOOP _Pragma("GCC ivdep")
+#endif
+
 namespace vello {
 namespace kinds {
 
@@ -121,9 +128,19 @@ Px sample(const void* kernel, const Px* images, At at) {
 template <class K, int N>
 void run(const void* kernel, const Run* images, Places places, Run out, int n) {
   const K k = as<K>(kernel);
-  for (int i = 0; i < n; ++i)
-    out.set(i, call<K, N>(
-                   k, [images, i](int image) { return images[image].get(i); }, places.at(i)));
+  Run in[N > 0 ? N : 1];
+  for (int image = 0; image < N; ++image) in[image] = images[image];
+  float *const r = out.r, *const g = out.g, *const b = out.b, *const a = out.a;
+  // A sample depends on samples of its own index alone, also where `out` is an input.
+  VELLO_INDEPENDENT_LOOP
+  for (int i = 0; i < n; ++i) {
+    const Px p = call<K, N>(
+        k, [&in, i](int image) { return in[image].get(i); }, places.at(i));
+    r[i] = p.r;
+    g[i] = p.g;
+    b[i] = p.b;
+    a[i] = p.a;
+  }
 }
 
 template <class K, int N>
