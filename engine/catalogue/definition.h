@@ -140,6 +140,8 @@ struct FilterDef {
   constexpr FilterDef(const char* n, const char* d, const char* c, const InputDef (&i)[N], Maker m,
                       PitchClass p = PitchClass::follows, bool s = false)
       : name(n), displayName(d), categories(c), inputs{i, N}, maker(m), pitchClass(p), stepped(s) {}
+  constexpr FilterDef(const char* n, const char* d, const char* c, View<InputDef> i, Maker m, PitchClass p)
+      : name(n), displayName(d), categories(c), inputs(i), maker(m), pitchClass(p) {}
 };
 
 struct FilterFamily {

@@ -8,6 +8,7 @@
 namespace vello {
 
 class Bitmap;
+struct KernelOps;
 
 // What a kernel does, from the least power to the most; kinds.h says how each is written.
 enum class Kind {
@@ -54,6 +55,7 @@ struct Given {
   View<Table> tables;     // of the images it reads whole, in input order; others are empty
   const Values* reduced;  // what a reduce kernel among its inputs found, or nullptr
   double pitch = 1;
+  const KernelOps* ops = nullptr;  // the kernel's own
 };
 
 // Window samples of an area kernel: (di, dj) samples to the right and upwards.
@@ -121,6 +123,8 @@ struct KernelOps {
   // raster: samples per image unit; frame: false when the foreign code failed
   Bitmap (*draw)(const void* kernel, double scale) = nullptr;
   bool (*frame)(const void* kernel, const EightBitFrame* images, int count, EightBitFrame& out) = nullptr;
+  // What an image unit's kernel is made from; its functions are shared by all units.
+  const void* unit = nullptr;
 };
 
 // kAnywhere as a bound keeps the whole input.

@@ -87,7 +87,9 @@ std::unique_ptr<std::max_align_t[]> newKernel(const KernelOps& ops, const Values
                                               const Given& given) {
   const size_t unit = sizeof(std::max_align_t);
   auto kernel = std::make_unique<std::max_align_t[]>((static_cast<size_t>(ops.size) + unit - 1) / unit);
-  ops.make(kernel.get(), values, given);
+  Given own = given;
+  own.ops = &ops;
+  ops.make(kernel.get(), values, own);
   return kernel;
 }
 
