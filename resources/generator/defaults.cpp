@@ -6,13 +6,14 @@ namespace vello::pictures {
 namespace {
 
 constexpr int kSize = 256;
+constexpr double kHalf = kSize / 2.0;
 
 Rgb gray(double value) { return encoded(value * 255, value * 255, value * 255); }  // 0..1, encoded
 
 // A picture of a place's coordinates, -1..1 across, y upwards.
 Picture square(const std::function<Pixel(double x, double y)>& place) {
   return paintSmooth(kSize, kSize, 3,
-                     [&](double x, double y) { return place(x / (kSize / 2) - 1, 1 - y / (kSize / 2)); });
+                     [&](double x, double y) { return place(x / kHalf - 1, 1 - y / kHalf); });
 }
 
 // A ball that fills the square, its light by (x, y) of the normal; black around it.

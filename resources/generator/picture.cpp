@@ -14,7 +14,7 @@ double encode(double light) {
 double decode(double value) { return value <= 0.04045 ? value / 12.92 : powOf((value + 0.055) / 1.055, 2.4); }
 
 void store(std::vector<uint8_t>& bytes, double value, bool wide) {
-  const auto step = static_cast<unsigned>(clamp(value) * (wide ? 65535 : 255) + 0.5);
+  const auto step = static_cast<unsigned>(std::floor(clamp(value) * (wide ? 65535 : 255) + 0.5));
   bytes.push_back(static_cast<uint8_t>(step));
   if (wide) bytes.push_back(static_cast<uint8_t>(step >> 8));
 }
@@ -46,7 +46,8 @@ Picture paintSmooth(int width, int height, int n, const std::function<Pixel(doub
   return paint(width, height, [&](int x, int y) {
     Pixel sum{{}, 0};
     for (int i = 0; i < n * n; ++i) {
-      const Pixel one = place(x + (i % n + 0.5) / n, y + (i / n + 0.5) / n);
+      const int column = i % n, row = i / n;
+      const Pixel one = place(x + (column + 0.5) / n, y + (row + 0.5) / n);
       sum = {sum.color + one.color * one.alpha, sum.alpha + one.alpha};
     }
     return sum.alpha > 0 ? Pixel{sum.color * (1 / sum.alpha), sum.alpha / (n * n)} : sum;
