@@ -14,4 +14,4 @@ tidy=(clang-tidy-14 -p build/debug --quiet --extra-arg=-Wno-unknown-warning-opti
 # shellcheck disable=SC2016
 sed -n 's/^ *"file": "\(.*\)",\{0,1\}$/\1/p' build/debug/compile_commands.json | sort -u |
   grep -v "$root/build/" | grep -F -- "${1:-}" |
-  xargs -r -d '\n' -n 1 -P "$jobs" "${tidy[@]}"
+  xargs -r -d '\n' -n 1 -P "$jobs" "${tidy[@]}" 2> >(grep -v 'warnings\? generated' >&2)
