@@ -6,6 +6,13 @@ namespace vello {
 inline constexpr char kColorAdjustment[] =
     "ColorAdjustment Video StillImage Interlaced NonSquarePixels BuiltIn";
 inline constexpr char kColorEffect[] = "ColorEffect Video Interlaced NonSquarePixels StillImage BuiltIn";
+inline constexpr char kColorAdjustmentXMP[] =
+    "ColorAdjustment Video StillImage Interlaced NonSquarePixels BuiltIn XMPSerializable";
+inline constexpr char kColorEffectXMP[] =
+    "ColorEffect Video Interlaced NonSquarePixels StillImage BuiltIn XMPSerializable";
+inline constexpr char kBlur[] = "Blur StillImage Video BuiltIn";
+inline constexpr char kBoxBlur[] = "Blur Video StillImage BuiltIn";
+inline constexpr char kTransition[] = "Transition Video StillImage Interlaced NonSquarePixels BuiltIn";
 inline constexpr char kGeometryAdjustment[] = "GeometryAdjustment Video StillImage BuiltIn";
 inline constexpr char kGenerator[] = "Generator Video StillImage BuiltIn";
 inline constexpr char kGradient[] = "Gradient Video StillImage BuiltIn";

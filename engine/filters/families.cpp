@@ -2,12 +2,16 @@
 
 namespace vello {
 
-extern const FilterFamily kColorAdjustmentFamily, kCompositesFamily, kGeneratorsFamily, kGeometryFamily,
-    kTilesFamily;
+extern const FilterFamily kBlursFamily, kColorAdjustmentFamily, kColorEffectFamily, kCompositesFamily,
+    kDistortionsFamily, kGeneratorsFamily, kGeometryFamily, kGradientsFamily, kSharpenAndGlowFamily,
+    kStylizeFamily, kTilesFamily, kTransitionsFamily;
 
 View<FilterFamily> filterFamilies() {
-  static const FilterFamily families[] = {kColorAdjustmentFamily, kCompositesFamily, kGeneratorsFamily,
-                                          kGeometryFamily, kTilesFamily};
+  static const FilterFamily families[] = {
+      kBlursFamily,          kColorAdjustmentFamily, kColorEffectFamily, kCompositesFamily,
+      kDistortionsFamily,    kGeneratorsFamily,      kGeometryFamily,    kGradientsFamily,
+      kSharpenAndGlowFamily, kStylizeFamily,         kTilesFamily,       kTransitionsFamily,
+  };
   return {families, static_cast<int>(sizeof families / sizeof families[0])};
 }
 

@@ -1,0 +1,94 @@
+// Blurs: weighted means of premultiplied linear light, transparent outside the image.
+#include "engine/filters/blurs.h"
+
+#include <math.h>
+
+#include "engine/catalogue/definition.h"
+#include "engine/filters/categories.h"
+#include "engine/image/node.h"
+
+namespace vello {
+namespace {
+
+constexpr double kLargestRadius = 1e5;
+constexpr char kRadius[] = "inputRadius";
+
+constexpr InputDef kGaussianInputs[] = {
+    image(),
+    scalar(kRadius, "Radius", {.initial = 10, .identity = 0, .range = {0, kNone}, .slider = {0, 100}})};
+
+// The radius is sigma. It reaches four sigma, where what is left out changes no 8-bit value; its extent is
+// three.
+struct Gaussian {
+  explicit Gaussian(const Values& v) : sigma(fmax(v.number(kRadius, 0, kLargestRadius), 1e-3)) {}
+  static bool identity(const Values& v) { return v.number(kRadius) <= 0; }
+  static CGRect extent(const Values& v, View<CGRect> images) {
+    const double outset = 3 * v.number(kRadius, 0, kLargestRadius);
+    return grown(images[0], outset, outset);
+  }
+  double profile(double t) const { return exp(-0.5 * t * t / (sigma * sigma)); }
+  double reach() const { return 4 * sigma; }
+  double smooth() const { return sigma; }
+  double sigma;
+};
+
+constexpr InputDef kBoxInputs[] = {
+    image(), distance(kRadius, "Radius", {.initial = 10, .range = {1, kNone}, .slider = {1, 100}})};
+
+// The mean of a square whose side is the largest odd number below the radius.
+struct Box {
+  explicit Box(const Values& v) : half(halfWidth(v) + 0.5) {}
+  static double halfWidth(const Values& v) { return floor((v.number(kRadius, 1, kLargestRadius) - 1) / 2); }
+  static bool identity(const Values& v) { return halfWidth(v) == 0; }
+  static CGRect extent(const Values& v, View<CGRect> images) {
+    return grown(images[0], halfWidth(v), halfWidth(v));
+  }
+  double profile(double t) const { return fabs(t) <= half ? 1 : 0; }
+  double reach() const { return half; }
+  double half;
+};
+
+constexpr InputDef kMotionInputs[] = {
+    image(),
+    distance(kRadius, "Radius", {.initial = 20, .identity = 0, .range = {0, kNone}, .slider = {0, 100}}),
+    angle("inputAngle", "Angle",
+          {.initial = 0, .identity = 0, .slider = {-3.141592653589793, 3.141592653589793}})};
+
+// A Gaussian along one direction: the radius is sigma, cut at two and a half.
+struct Motion {
+  explicit Motion(const Values& v)
+      : sigma(fmax(v.number(kRadius, 0, kLargestRadius), 1e-3)), along(direction(v)) {}
+  static Vec2 direction(const Values& v) {
+    const double a = v.number("inputAngle", -1e6, 1e6);
+    return {cos(a), sin(a)};
+  }
+  static bool identity(const Values& v) { return v.number(kRadius) <= 0; }
+  static CGRect extent(const Values& v, View<CGRect> images) {
+    const double r = 6 * v.number(kRadius, 0, kLargestRadius);
+    const Vec2 d = direction(v);
+    return grown(images[0], ceil(r * fabs(d.x) - 1e-9), ceil(r * fabs(d.y) - 1e-9));
+  }
+  double profile(double t) const { return exp(-0.5 * t * t / (sigma * sigma)); }
+  double reach() const { return 2.5 * sigma; }
+  Vec2 direction() const { return along; }
+  double sigma;
+  Vec2 along;
+};
+
+constexpr FilterDef kFilters[] = {
+    {"CIBoxBlur", "Box Blur", kBoxBlur, kBoxInputs, separable<Box>()},
+    {"CIGaussianBlur", "Gaussian Blur", kBlur, kGaussianInputs, separable<Gaussian>()},
+    {"CIMotionBlur", "Motion Blur", kBlur, kMotionInputs, line<Motion>()},
+};
+
+}  // namespace
+
+CIImage gaussianBlur(const CIImage& image, double sigma) {
+  Values values;
+  values.set(kRadius, sigma);
+  return applyKernel(separable<Gaussian>(), values, {image});
+}
+
+extern const FilterFamily kBlursFamily = family(kFilters);
+
+}  // namespace vello
