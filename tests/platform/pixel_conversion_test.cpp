@@ -99,5 +99,174 @@ TEST_P(EveryProfile, KeepsSixteenBits) {
 INSTANTIATE_TEST_SUITE_P(Profiles, EveryProfile, ::testing::ValuesIn(kRGBProfiles),
                          [](const auto& row) { return std::string(row.param.name); });
 
+struct Place {
+  const char* name;
+  int bits, components;
+  AlphaInfo alpha;
+  bool littleEndian, reversed;
+  std::vector<uint8_t> bytes;  // one pixel: red 1, green 2, blue 3, alpha 4 of 4
+};
+
+TEST(PixelReader, FindsComponentsInEveryLayout) {
+  const Place places[] = {
+      {"RGBA", 8, 4, AlphaInfo::last, true, false, {51, 102, 153, 204}},
+      {"ARGB", 8, 4, AlphaInfo::first, true, false, {204, 51, 102, 153}},
+      {"BGRA", 8, 4, AlphaInfo::first, true, true, {153, 102, 51, 204}},
+      {"ABGR", 8, 4, AlphaInfo::last, true, true, {204, 153, 102, 51}},
+      {"RGBX", 8, 4, AlphaInfo::noneSkipLast, true, false, {51, 102, 153, 7}},
+      {"XRGB", 8, 4, AlphaInfo::noneSkipFirst, true, false, {7, 51, 102, 153}},
+      {"RGB16LE", 16, 3, AlphaInfo::none, true, false, {0x33, 0x33, 0x66, 0x66, 0x99, 0x99}},
+      {"ARGB16BE", 16, 4, AlphaInfo::first, false, false, {0xcc, 0xcc, 0x33, 0x33, 0x66, 0x66, 0x99, 0x99}},
+      {"RGBFloatBE",
+       32,
+       3,
+       AlphaInfo::none,
+       false,
+       false,
+       {0x3e, 0x4c, 0xcc, 0xcd, 0x3e, 0xcc, 0xcc, 0xcd, 0x3f, 0x19, 0x99, 0x9a}},
+  };
+  for (const Place& place : places) {
+    PixelLayout layout = layoutOf(1, 1, place.bits, place.components, place.alpha);
+    layout.littleEndian = place.littleEndian, layout.pixelBytesReversed = place.reversed;
+    const Bitmap bitmap(layout, ColorSpace::named("linear sRGB"), Data(place.bytes));
+    float r, g, b, a;
+    PixelReader(bitmap).readLinear(0, 0, 1, {&r, &g, &b, &a});
+    const float alpha = layout.hasAlpha() ? 0.8f : 1.0f;
+    EXPECT_FLOAT_EQ(a, alpha) << place.name;
+    EXPECT_FLOAT_EQ(r, 0.2f * alpha) << place.name;
+    EXPECT_FLOAT_EQ(g, 0.4f * alpha) << place.name;
+    EXPECT_FLOAT_EQ(b, 0.6f * alpha) << place.name;
+    std::vector<uint8_t> written(place.bytes.size());
+    PixelWriter(layout, bitmap.space()).write({&r, &g, &b, &a}, 1, written.data());
+    std::vector<uint8_t> expected = place.bytes;
+    for (uint8_t& byte : expected) byte = byte == 7 ? 255 : byte;  // a skipped component is full
+    EXPECT_EQ(written, expected) << place.name;
+  }
+}
+
+TEST(PixelReader, MasksAndGreyHaveNoColorOfTheirOwn) {
+  float r, g, b, a;
+  PixelReader(Bitmap(layoutOf(1, 1, 8, 1, AlphaInfo::only), nullptr, Data({51})))
+      .readLinear(0, 0, 1, {&r, &g, &b, &a});
+  EXPECT_EQ(r, 0);
+  EXPECT_FLOAT_EQ(a, 0.2f);
+  PixelReader(Bitmap(layoutOf(1, 1, 8, 1, AlphaInfo::none), nullptr, Data({128})))
+      .readLinear(0, 0, 1, {&r, &g, &b, &a});
+  EXPECT_FLOAT_EQ(r, static_cast<float>(std::pow(128 / 255.0, 2.2)));
+  EXPECT_EQ(r, b);
+}
+
+// Every straight colour at every alpha.
+TEST(PixelWriter, StraightColorBecomesTheRoundedProduct) {
+  const PixelLayout straight = layoutOf(256, 256, 8, 4, AlphaInfo::last);
+  PixelLayout premultiplied = straight;
+  premultiplied.alpha = AlphaInfo::premultipliedLast;
+  std::vector<uint8_t> bytes;
+  for (int i = 0; i < 65536; ++i) {
+    const auto color = static_cast<uint8_t>(i), alpha = static_cast<uint8_t>(i >> 8);
+    bytes.insert(bytes.end(), {color, color, color, alpha});
+  }
+  const Bitmap bitmap(straight, ColorSpace::sRGB(), Data(bytes));
+  const std::vector<uint8_t> result = roundTrip(bitmap, premultiplied);
+  for (size_t i = 0; i < result.size(); ++i) {
+    const int expected = i % 4 == 3 ? bytes[i] : (2 * bytes[i] * bytes[i / 4 * 4 + 3] + 255) / 510;
+    ASSERT_EQ(result[i], expected) << i;
+  }
+}
+
+double encodedBy(const char* space, double light) {
+  const std::string name = space;
+  if (name == "linear sRGB") return light;
+  if (name == "Adobe RGB") return std::pow(light, 256.0 / 563);
+  return light <= 0.0031308 ? 12.92 * light : 1.055 * std::pow(light, 1 / 2.4) - 0.055;
+}
+
+TEST(PixelWriter, RoundsToTheNearestCode) {
+  std::mt19937 random(5);
+  std::uniform_real_distribution<float> exponent(-18, 0.01f);
+  for (const char* name : {"linear sRGB", "Adobe RGB", "sRGB"}) {
+    const ColorSpacePtr space = ColorSpace::named(name);
+    constexpr int kCount = 20000;
+    Planes planes(kCount);
+    for (size_t i = 0; i < kCount; ++i) {
+      // Equal channels: neutral light is the same in all primaries.
+      planes.r[i] = planes.g[i] = planes.b[i] = std::exp2(exponent(random));
+      planes.a[i] = 1;
+    }
+    // The matrix of other primaries alters neutral light in its last bits.
+    const double slack = std::string(name) == "Adobe RGB" ? 2e-7 : 1e-9;
+    for (const int bits : {8, 16}) {
+      const PixelLayout layout = layoutOf(kCount, 1, bits, 3, AlphaInfo::none);
+      std::vector<uint8_t> bytes(static_cast<size_t>(layout.bytesPerRow));
+      PixelWriter(layout, space).write(planes.run(), kCount, bytes.data());
+      const double largest = bits == 8 ? 255 : 65535;
+      for (size_t i = 0; i < kCount; ++i) {
+        const double exact = std::min(encodedBy(name, planes.r[i]), 1.0) * largest;
+        const int code = bits == 8 ? bytes[3 * i] : bytes[6 * i] | bytes[6 * i + 1] << 8;
+        ASSERT_LE(std::abs(code - exact), 0.5 + (bits == 16 ? 1e-3 : 0) + slack * largest)
+            << name << planes.r[i];
+      }
+    }
+  }
+}
+
+TEST(PixelWriter, ClampsAfterMultiplyingByAlpha) {
+  const float infinity = std::numeric_limits<float>::infinity();
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  struct Row {
+    float color, alpha;
+    int premultiplied, straight, opaque;
+  };
+  const Row rows[] = {
+      {nan, 1, 0, 0, 0},          {infinity, 1, 255, 255, 255}, {-0.5f, 1, 0, 0, 0},
+      {0.5f, 0, 128, 128, 128},   {1, 2, 255, 128, 255},  // 0.5 of light per alpha, encoded, times 2
+      {0.25f, 0.5f, 64, 128, 64}, {1, nan, 0, 0, 255},
+  };
+  const ColorSpacePtr space = ColorSpace::named("linear sRGB");
+  for (const Row& row : rows) {
+    float r = row.color, g = r, b = r, a = row.alpha;
+    uint8_t out[4];
+    const auto code = [&](AlphaInfo alpha) {
+      PixelWriter(layoutOf(1, 1, 8, 4, alpha), space).write({&r, &g, &b, &a}, 1, out);
+      return int{out[0]};
+    };
+    EXPECT_EQ(code(AlphaInfo::premultipliedLast), row.premultiplied) << row.color << " " << row.alpha;
+    EXPECT_EQ(code(AlphaInfo::last), row.straight) << row.color << " " << row.alpha;
+    EXPECT_EQ(code(AlphaInfo::noneSkipLast), row.opaque) << row.color << " " << row.alpha;
+  }
+}
+
+TEST(PixelReader, EncodedAndLinearReadingAgree) {
+  const Bitmap sources[] = {
+      testing::noise(layoutOf(300, 1, 8, 4, AlphaInfo::premultipliedLast), ColorSpace::named("Display P3")),
+      testing::noise(layoutOf(300, 1, 16, 4, AlphaInfo::last), ColorSpace::named("Adobe RGB")),
+      testing::noise(layoutOf(300, 1, 8, 4, AlphaInfo::none),
+                     ColorSpace::fromProfile(testing::makeCMYKProfile())),
+      testing::noise(layoutOf(300, 1, 8, 2, AlphaInfo::last), ColorSpace::named("generic gray")),
+  };
+  for (const Bitmap& bitmap : sources) {
+    for (const ColorSpacePtr& working : {ColorSpacePtr(), ColorSpace::named("Display P3")}) {
+      const PixelReader reader(bitmap, working);
+      Planes linear(300), encoded(300);
+      reader.readLinear(0, 0, 300, linear.run());
+      reader.readEncoded(0, 0, 300, encoded.run());
+      const Planes stored = encoded;
+      reader.linearize(300, encoded.run());
+      for (size_t i = 0; i < 300; ++i) {
+        const double scale =
+            std::max({1.0f, std::abs(linear.r[i]), std::abs(linear.g[i]), std::abs(linear.b[i])});
+        ASSERT_NEAR(linear.r[i], encoded.r[i], 2e-6 * scale) << i;
+        ASSERT_NEAR(linear.b[i], encoded.b[i], 2e-6 * scale) << i;
+      }
+      if (bitmap.layout().componentsPerPixel == 2) continue;  // luminance, only for neutral light an inverse
+      reader.encode(300, encoded.run());
+      for (size_t i = 0; i < 300; ++i) {
+        if (stored.g[i] > stored.a[i]) continue;  // far above white the inverse is as good as 32 bits are
+        ASSERT_NEAR(stored.g[i], encoded.g[i], 2e-3) << i;
+      }
+    }
+  }
+}
+
 }  // namespace
 }  // namespace vello

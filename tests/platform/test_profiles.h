@@ -80,7 +80,9 @@ inline std::vector<uint8_t> makeCMYKProfile() {
     return 1;
   };
   cmsStageSampleCLut16bit(table, fill, nullptr, 0);
+  cmsPipelineInsertStage(pipeline, cmsAT_END, cmsStageAllocToneCurves(nullptr, 4, nullptr));
   cmsPipelineInsertStage(pipeline, cmsAT_END, table);
+  cmsPipelineInsertStage(pipeline, cmsAT_END, cmsStageAllocToneCurves(nullptr, 3, nullptr));
   cmsWriteTag(profile, cmsSigAToB0Tag, pipeline);
   cmsPipelineFree(pipeline);
   return saved(profile);
