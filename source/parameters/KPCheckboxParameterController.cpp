@@ -1,0 +1,10 @@
+#include "source/parameters/KPCheckboxParameterController.h"
+
+namespace vello {
+
+std::unique_ptr<KPCheckboxParameterController> KPCheckboxParameterController::controllerForFilter(
+    std::shared_ptr<CIFilter> filter, std::string parameter) {
+  return create<KPCheckboxParameterController>(std::move(filter), std::move(parameter));
+}
+
+}  // namespace vello

@@ -1,0 +1,10 @@
+#include "source/parameters/KPDialParameterController.h"
+
+namespace vello {
+
+std::unique_ptr<KPDialParameterController> KPDialParameterController::controllerForFilter(
+    std::shared_ptr<CIFilter> filter, std::string parameter) {
+  return create<KPDialParameterController>(std::move(filter), std::move(parameter));
+}
+
+}  // namespace vello
