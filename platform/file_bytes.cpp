@@ -72,6 +72,22 @@ std::unique_ptr<ByteSource> openFile(const std::string& path, std::string* error
   return std::make_unique<FileSource>(descriptor, status.st_size);
 }
 
+std::optional<std::vector<uint8_t>> readFile(const std::string& path, size_t limit, std::string* error) {
+  const std::unique_ptr<ByteSource> source = openFile(path, error);
+  if (!source) return std::nullopt;
+  const auto size = static_cast<size_t>(source->size());
+  if (size > limit) {
+    *error = path + ": is longer than " + std::to_string(limit) + " bytes";
+    return std::nullopt;
+  }
+  std::vector<uint8_t> bytes(size);
+  if (source->read(0, bytes.data(), size) != size) {
+    *error = path + ": could not be read to its end";
+    return std::nullopt;
+  }
+  return bytes;
+}
+
 std::unique_ptr<ByteSource> openDescriptor(int descriptor) {
   struct stat status {};
   const int copy = fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
