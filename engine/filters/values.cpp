@@ -46,11 +46,12 @@ double Values::component(const char* key, int index) const {
 CGRect Values::rect(const char* key) const {
   const CIVector* v = value(key).vector();
   if (!v) return {};
+  const CGPoint low = kInfiniteExtent.origin;
+  // Before numbers are clamped: the rectangle that holds everything has a size near the largest double.
+  const bool allX = v->X() <= low.x && v->X() + v->Z() >= -low.x;
+  const bool allY = v->Y() <= low.y && v->Y() + v->W() >= -low.y;
   const auto clean = [](double c) { return std::isnan(c) ? 0 : std::clamp(c, -1e300, 1e300); };
   const CGRect r{{clean(v->X()), clean(v->Y())}, {clean(v->Z()), clean(v->W())}};
-  const CGPoint low = kInfiniteExtent.origin;
-  const bool allX = r.origin.x <= low.x && r.origin.x + r.size.width >= -low.x;
-  const bool allY = r.origin.y <= low.y && r.origin.y + r.size.height >= -low.y;
   return allX && allY ? kInfiniteExtent : r;
 }
 
