@@ -1,0 +1,129 @@
+#include "source/geometry/KPRectTemplate.h"
+
+#include <gtest/gtest.h>
+
+#include <ostream>
+
+#include "source/geometry/rect_functions.h"
+#include "source/geometry/rect_text.h"
+
+namespace vello {
+
+static void PrintTo(const CGPoint& p, std::ostream* out) { *out << "(" << p.x << ", " << p.y << ")"; }
+static void PrintTo(const CGRect& r, std::ostream* out) { *out << NSStringFromRect(r); }
+
+namespace {
+
+CGRect rect(double x, double y, double w, double h) { return {{x, y}, {w, h}}; }
+const CGRect kBounds = rect(10, 20, 100, 50);
+
+TEST(KPRectTemplate, ConstrainedRectIsClippedEdgeByEdge) {
+  struct Row {
+    const char* name;
+    CGRect given, expected;
+  };
+  const Row rows[] = {
+      {"inside", rect(20, 30, 10, 10), rect(20, 30, 10, 10)},
+      {"inside, digits beyond single precision kept", rect(20.1, 30.1, 0.1, 0.1), rect(20.1, 30.1, 0.1, 0.1)},
+      {"larger on all sides", rect(-100, -100, 500, 500), kBounds},
+      {"over the left and top edges", rect(0, 10, 20, 20), rect(10, 20, 10, 10)},
+      {"over the right and bottom edges", rect(100, 60, 50, 50), rect(100, 60, 10, 10)},
+      {"wholly left and above", rect(-50, -50, 20, 20), rect(10, 20, 0, 0)},
+      {"wholly right and below", rect(200, 200, 20, 20), rect(110, 70, 0, 0)},
+      {"the rectangle that holds everything", rect(-8.98847e307, -8.98847e307, 1.79769e308, 1.79769e308),
+       kBounds},
+      {"negative width reaches no further than the edge", rect(50, 30, -100, 10), rect(50, 30, -40, 10)},
+  };
+  for (const Row& row : rows)
+    EXPECT_EQ(CGRect(KPRectTemplate(kBounds).GetConstrainedRect(row.given)), row.expected) << row.name;
+}
+
+TEST(KPRectTemplate, ConstrainedPointIsTheNearestInside) {
+  struct Row {
+    CGPoint given, expected;
+  };
+  const Row rows[] = {{{50.1, 30.1}, {50.1, 30.1}}, {{0, 0}, {10, 20}},     {{500, 30}, {110, 30}},
+                      {{50, 500}, {50, 70}},        {{110, 70}, {110, 70}}, {{-1e300, 1e300}, {10, 70}}};
+  for (const Row& row : rows) {
+    EXPECT_EQ(CGPoint(KPRectTemplate(kBounds).ConstrainedPoint(row.given)), row.expected);
+    EXPECT_EQ(ConstrainToRect(row.given, kBounds), row.expected);
+  }
+}
+
+TEST(KPRectTemplate, EdgesMoveAloneAndStoreSingles) {
+  KPRectTemplate r(10, 20, 100, 50);
+  r.SetLeft(30);
+  r.SetBottom(50);
+  EXPECT_EQ(CGRect(r), rect(30, 20, 80, 30));
+  r.SetTop(60);
+  r.SetRight(20);
+  EXPECT_EQ(CGRect(r), rect(30, 60, -10, -10));
+  EXPECT_TRUE(r.IsEmpty());
+
+  r = KPRectTemplate(rect(0.1, 0, 1, 1));
+  r.SetRight(0.7f);
+  EXPECT_EQ(r.CGRect::size.width, double{static_cast<float>(0.7f - 0.1)});
+}
+
+TEST(KPRectTemplate, CentresInsetsAndIntersects) {
+  KPRectTemplate r(0, 0, 100, 50);
+  r.CenterOn({300, 300});
+  EXPECT_EQ(CGRect(r), rect(250, 275, 100, 50));
+  EXPECT_EQ(CGPoint(r.MiddleRight()), (CGPoint{350, 300}));
+  r.Inset(10, 5);
+  EXPECT_EQ(CGRect(r), rect(260, 280, 80, 40));
+  r.Intersect(KPRectTemplate(KPPointTemplate(300, 290), KPPointTemplate(0, 0)));
+  EXPECT_EQ(CGRect(r), rect(260, 280, 40, 10));
+  r.Intersect(KPRectTemplate(1000, 1000, 5, 5));
+  EXPECT_EQ(r.Width(), 0);
+  EXPECT_EQ(r.Height(), 0);
+}
+
+TEST(KPRectTemplate, ContainsItsEdges) {
+  const KPRectTemplate r = kBounds;
+  EXPECT_TRUE(r.Contains(KPPointTemplate(10, 20)));
+  EXPECT_TRUE(r.Contains(KPPointTemplate(110, 70)));
+  EXPECT_FALSE(r.Contains(KPPointTemplate(110.1f, 70)));
+  EXPECT_TRUE(r.Contains(r));
+  EXPECT_FALSE(r.Contains(KPRectTemplate(10, 20, 100, 51)));
+}
+
+TEST(RectFunctions, TransformMapsOneRectangleOntoTheOther) {
+  const CGAffineTransform t = NSRectToNSRectTransform(rect(10, 20, 200, 100), rect(-5, 7, 100, 200));
+  EXPECT_EQ(CGPointApplyAffineTransform({10, 20}, t), (CGPoint{-5, 7}));
+  EXPECT_EQ(CGPointApplyAffineTransform({210, 120}, t), (CGPoint{95, 207}));
+  // The ratio is a single.
+  EXPECT_EQ(NSRectToNSRectTransform(rect(0, 0, 10, 10), rect(0, 0, 3, 3)).a, double{0.3f});
+  EXPECT_EQ(RectCenterPoint(kBounds), (CGPoint{60, 45}));
+}
+
+TEST(RectText, ReadsBackWhatItWrites) {
+  EXPECT_EQ(NSStringFromRect(rect(0, -1.5, 600.0000238418579, 300)), "{{0, -1.5}, {600.0000238418579, 300}}");
+  for (const CGRect& r : {rect(0.1, 1e-9, 1.0 / 3, 12345678.9), rect(-1e300, 0, 5, 1e22)})
+    EXPECT_EQ(NSRectFromString(NSStringFromRect(r)), r);
+}
+
+TEST(RectText, IsReadLeniently) {
+  struct Row {
+    const char* text;
+    CGRect expected;
+  };
+  const Row rows[] = {
+      {"{{1,2},{3,4}}", rect(1, 2, 3, 4)},
+      {" { { 1 , 2 } , { 3 , 4 } } ", rect(1, 2, 3, 4)},
+      {"1, 2, 3, 4", rect(1, 2, 3, 4)},
+      {"{{1, 2}, {3}}", rect(1, 2, 3, 0)},
+      {"{{1}, {3, 4}}", rect(1, 0, 3, 4)},
+      {"{{}, {3, 4}}", rect(0, 0, 3, 4)},
+      {"{{, 2}, {, 4}}", rect(0, 2, 0, 4)},
+      {"{{x, 2}, {3, 4}", rect(0, 2, 3, 4)},
+      {"{{1, 2}, {3, 4}, {5, 6}}", rect(1, 2, 3, 4)},
+      {"", {}},
+      {"{{{{{{", {}},
+      {",,,,,,,", {}},
+  };
+  for (const Row& row : rows) EXPECT_EQ(NSRectFromString(row.text), row.expected) << row.text;
+}
+
+}  // namespace
+}  // namespace vello
