@@ -7,6 +7,7 @@
 #include "platform/run_loop.h"
 #include "source/core/stack/chain_text.h"
 #include "source/core/stack/stack_rendering.h"
+#include "source/parameters/chain_pictures.h"
 #include "source/screen/notifications.h"
 
 namespace vello {
@@ -162,6 +163,7 @@ PropertyListArray KPFilterStack::persistentDataArray() const {
 
 void KPFilterStack::replaceStackWithDataArray(const PropertyListArray& boxes) {
   if (boxes.empty() || fFilterArray.empty()) return;
+  const ChainPictures pictures;  // what the array's image files may cost together
   removeAllFilters();
   if (const auto* background = boxes.front().dictionary())
     fFilterArray.front()->setParametersFromDictionary(*background);
