@@ -72,9 +72,10 @@ std::optional<std::string> KPImageFilterWindowController::filterChainAsString() 
 }
 
 bool KPImageFilterWindowController::applyFilterChain(std::optional<std::string_view> chain) {
-  const auto boxes = chain ? chainFromText(*chain) : std::nullopt;
-  if (boxes) fFilterStack.replaceStackWithDataArray(*boxes);
-  return boxes.has_value();
+  if (!chain) return false;
+  const ChainTextResult read = chainFromText(*chain);
+  if (read.ok()) fFilterStack.replaceStackWithDataArray(read.boxes());
+  return read.ok();
 }
 
 ColorSpacePtr KPImageFilterWindowController::resultColorSpace() const {

@@ -118,7 +118,8 @@ std::vector<ChainProblem> checkChain(std::string_view text) {
   const ChainTextResult read = readChainText(text);
   if (!read.ok()) return {{-1, "", "", read.error, ChainSeverity::error}};
   Checker checker;
-  for (size_t i = 0; i < read.boxes.size(); ++i) checker.checkBox(static_cast<int>(i), read.boxes[i]);
+  int index = 0;
+  for (const PropertyList& element : read.boxes()) checker.checkBox(index++, element);
   return checker.finish();
 }
 

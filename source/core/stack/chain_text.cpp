@@ -49,14 +49,14 @@ ChainTextResult readChainText(std::string_view text) {
   const PropertyListArray* boxes = read.value.array();
   if (!boxes) return {{}, "the property list is not an array"};
   std::string tooMuch = limitExceeded(*boxes);
-  return tooMuch.empty() ? ChainTextResult{*boxes, {}} : ChainTextResult{{}, std::move(tooMuch)};
+  if (!tooMuch.empty()) return {{}, std::move(tooMuch)};
+  return {std::move(read.value), {}};
 }
 
-std::optional<PropertyListArray> chainFromText(std::string_view text) {
+ChainTextResult chainFromText(std::string_view text) {
   ChainTextResult read = readChainText(text);
-  if (read.ok()) return std::move(read.boxes);
-  logLine(kCouldNotDecode, {read.error});
-  return std::nullopt;
+  if (!read.ok()) logLine(kCouldNotDecode, {read.error});
+  return read;
 }
 
 std::optional<std::string> chainToText(const PropertyListArray& boxes) {

@@ -14,15 +14,17 @@ namespace vello {
 inline constexpr const char* kCIAttributeFilterName = "CIAttributeFilterName";
 
 struct ChainTextResult {
-  PropertyListArray boxes;
+  PropertyList list;
   std::string error;  // empty on success; else one sentence
   bool ok() const { return error.empty(); }
+  // One element a box. Requires success.
+  const PropertyListArray& boxes() const { return *list.array(); }
 };
 
 // Any property-list format whose root is an array, within the limits of chain_limits.h.
 ChainTextResult readChainText(std::string_view text);
 // The same, with the reason of a failure in the log.
-std::optional<PropertyListArray> chainFromText(std::string_view text);
+ChainTextResult chainFromText(std::string_view text);
 // The XML form; a failure is logged.
 std::optional<std::string> chainToText(const PropertyListArray& boxes);
 
