@@ -1,0 +1,134 @@
+// Every filter of the catalogue, whatever it does: the tiled renderer against the plain one, extents, ranges,
+// bad values.
+#include <gtest/gtest.h>
+
+#include "engine/catalogue/filter.h"
+#include "tests/engine/test_pictures.h"
+
+namespace vello {
+namespace {
+
+using testing::largestStep;
+using testing::picture;
+using testing::rendered;
+using testing::rgba8;
+using testing::rgbaFloat;
+
+std::vector<std::string> builtIn() {
+  std::vector<std::string> names;
+  for (const std::string& name : CIFilter::filterNamesInCategory("BuiltIn"))
+    if (name.rfind("CI", 0) == 0) names.push_back(name);
+  return names;
+}
+
+CIImage pattern() {
+  const auto filter = CIFilter::filterWithName("CICheckerboardGenerator");
+  filter->setValueForKey(13.0, "inputWidth");
+  return filter->outputImage();
+}
+
+// The filter on small pictures, its places and lengths brought to their size.
+std::shared_ptr<CIFilter> filterOn(const std::string& name, const CIImage& image) {
+  auto filter = CIFilter::filterWithName(name);
+  filter->setDefaults();
+  int count = 0;
+  for (const InputAttributes& input : filter->attributes().inputs) {
+    if (input.className == "CIImage")
+      filter->setValueForKey(count++ == 0 ? image : picture(40, 52, true, 7), input.key);
+    if (input.type == "Position") filter->setValueForKey(CIVector{23.5, 17}, input.key);
+    if (input.type == "Rectangle") filter->setValueForKey(CIVector{5, 4, 31, 22.5}, input.key);
+    if (input.type == "Distance" && input.defaultValue.number() > 60) filter->setValueForKey(20.0, input.key);
+    if (input.type == "Time") filter->setValueForKey(0.4, input.key);
+    if (input.key == "inputPoint1") filter->setValueForKey(CIVector{50, 41}, input.key);
+    if (input.className == "NSAffineTransform")
+      filter->setValueForKey(CGAffineTransform{0.9, 0.2, -0.3, 1.1, 4, 2}, input.key);
+    const bool unchanged = !input.identity.isNil() && input.identity == input.defaultValue;
+    if (unchanged && input.sliderMin && input.sliderMax)
+      filter->setValueForKey(0.3 * *input.sliderMin + 0.7 * *input.sliderMax, input.key);
+  }
+  return filter;
+}
+
+class FilterSweepTest : public ::testing::TestWithParam<std::string> {};
+
+TEST_P(FilterSweepTest, TiledIsPlainAndTilesDoNotShow) {
+  const bool stepped = CIFilter::attributesForFilterName(GetParam())->stepped;
+  for (const CIImage& image : {picture(61, 47), pattern()}) {
+    const CIImage output = filterOn(GetParam(), image)->outputImage();
+    const CGRect rect{{-13, -9}, {91, 73}};
+    std::string error;
+    const auto whole = rendered(output, rect, rgbaFloat(0, 0), {.tileSide = 512}, 1, &error);
+    ASSERT_EQ(error, "");
+    for (int side : {17, 33, 64})
+      EXPECT_TRUE(rendered(output, rect, rgbaFloat(0, 0), {.tileSide = side}) == whole) << side;
+    const auto fast = rendered(output, rect, rgba8(0, 0), {}),
+               plain = rendered(output, rect, rgba8(0, 0), {.reference = true});
+    int different = 0;
+    for (size_t i = 0; i < fast.size(); ++i) different += std::abs(fast[i] - plain[i]) > 1;
+    EXPECT_LE(different, stepped ? 4 : 0);
+  }
+}
+
+TEST_P(FilterSweepTest, NothingShowsBeyondTheDeclaredExtent) {
+  const CIImage output = filterOn(GetParam(), picture(61, 47))->outputImage();
+  const CGRect e = output.extent();
+  if (isInfinite(e)) return;
+  const CGRect around = roundedOut(grown(e, 8, 8));
+  const auto bytes = rendered(output, around, rgba8(0, 0), {});
+  const auto width = static_cast<size_t>(around.size.width), height = static_cast<size_t>(around.size.height);
+  for (size_t row = 0; row < height; ++row)
+    for (size_t k = 0; k < width * 4; ++k)
+      if (row < 7 || row >= height - 7 || k < 28 || k >= width * 4 - 28)
+        ASSERT_EQ(bytes[row * width * 4 + k], 0);
+}
+
+TEST_P(FilterSweepTest, DefaultsLieInTheirRanges) {
+  for (const InputAttributes& input : CIFilter::attributesForFilterName(GetParam())->inputs) {
+    const double v = input.defaultValue.number();
+    if (input.className != "NSNumber") continue;
+    EXPECT_TRUE(!input.min || v >= *input.min) << input.key;
+    EXPECT_TRUE(!input.max || v <= *input.max) << input.key;
+    EXPECT_TRUE(!input.sliderMin || !input.sliderMax || *input.sliderMin < *input.sliderMax) << input.key;
+  }
+}
+
+TEST_P(FilterSweepTest, IdentityValuesHandTheInputThrough) {
+  const CIImage image = picture(20, 20);
+  const auto filter = filterOn(GetParam(), image);
+  bool has = false;
+  for (const InputAttributes& input : filter->attributes().inputs) {
+    if (input.identity.isNil()) continue;
+    filter->setValueForKey(input.identity, input.key);
+    has = true;
+  }
+  // 300 levels are the platform's word for none; they are steps all the same.
+  if (!has || filter->attributes().stepped) return;
+  const auto same = rendered(filter->outputImage(), image.extent(), rgba8(0, 0), {});
+  EXPECT_EQ(same, rendered(image, image.extent(), rgba8(0, 0), {}));
+}
+
+TEST_P(FilterSweepTest, AnyNumberRendersOrFailsWithAReason) {
+  constexpr double nan = std::numeric_limits<double>::quiet_NaN(),
+                   infinity = std::numeric_limits<double>::infinity();
+  const auto& inputs = CIFilter::attributesForFilterName(GetParam())->inputs;
+  for (const InputAttributes& input : inputs)
+    for (double bad : {nan, infinity, -infinity, 1e30, -1e30, 0.0, -1.0, 1e-30, 1e5}) {
+      const auto filter = filterOn(GetParam(), picture(12, 9));
+      if (input.className == "NSNumber") filter->setValueForKey(bad, input.key);
+      if (input.className == "CIVector")
+        filter->setValueForKey(
+            input.type == "Rectangle" ? CIVector{bad, bad, bad, bad} : CIVector{bad, 3, bad, bad}, input.key);
+      if (input.className == "CIColor") filter->setValueForKey(CIColor(bad, 0.5, bad, bad), input.key);
+      if (input.className == "NSAffineTransform")
+        filter->setValueForKey(CGAffineTransform{bad, 0, 0, bad, bad, 0}, input.key);
+      std::string error;
+      const auto bytes = rendered(filter->outputImage(), {{-3, -3}, {16, 14}}, rgba8(0, 0), {}, 1, &error);
+      EXPECT_EQ(bytes.empty(), !error.empty()) << input.key << " = " << bad;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Catalogue, FilterSweepTest, ::testing::ValuesIn(builtIn()),
+                         [](const auto& row) { return row.param; });
+
+}  // namespace
+}  // namespace vello
