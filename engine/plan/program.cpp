@@ -11,7 +11,8 @@ namespace {
 // Reaches beyond this many samples are computed on a coarser grid and expanded.
 constexpr double kLongestProfile = 2048;
 constexpr double kLongestWindow = 128;
-constexpr int kMostHalvings = 30;
+constexpr int kMostHalvings = 30;       // of a kernel's own lattice, and of texels
+constexpr int kMostEdgeHalvings = 100;  // of a lattice that is interpolated
 
 struct Key {
   Digest digest;
@@ -34,7 +35,7 @@ const NodePtr& passUnbounded(const NodePtr& node) {
 // Finer samples than the image's own are asked for only by a render that is finer itself.
 int limitedHalvings(const Lattice& l, int halvings) {
   while (halvings < 0 && std::ldexp(l.pitch, halvings) < std::min(1.0, l.pitch)) ++halvings;
-  return std::min(halvings, kMostHalvings);
+  return halvings;
 }
 
 bool isKernel(const Node& node, Kind kind) {
@@ -159,7 +160,7 @@ Lattice Builder::edgeLattice(const Request& request) const {
   if (node.type == Node::Type::kernel && node.ops->magnification)
     shrink = 1 / std::max(1.0f, node.ops->magnification(node.values));
   const double exponent = std::floor(std::log2(shrink) + 1e-6);
-  const int k = exponent > kMostHalvings ? kMostHalvings : exponent < -4 ? -4 : static_cast<int>(exponent);
+  const int k = static_cast<int>(std::clamp(exponent, -4.0, static_cast<double>(kMostEdgeHalvings)));
   // What is interpolated lies on image space's own grid, wherever the render's rectangle begins.
   return {0, 0, std::ldexp(request.lattice.pitch, limitedHalvings(request.lattice, k))};
 }

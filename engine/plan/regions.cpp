@@ -66,12 +66,16 @@ IndexRect boundedBox(const Step& step, const GridEdge& edge, const IndexRect& r)
 
 class Demand {
  public:
-  Demand(const Program& program, const IndexRect& out) : program_(program) {
+  Demand(const Program& program, const IndexRect& out, double mostBytes) : program_(program) {
     found_.steps.resize(program.steps.size());
     found_.edges.resize(program.steps.size());
     found_.users.resize(program.steps.size());
     ask(program.root, out);
-    for (size_t k = program.steps.size(); k-- > 0;) spread(static_cast<int>(k));
+    for (size_t k = program.steps.size(); k-- > 0;) {
+      found_.peakBytes = Buffer::bytesFor(found_.steps[k]);
+      if (found_.peakBytes > mostBytes) return;
+      spread(static_cast<int>(k));
+    }
     weigh();
   }
   Regions take() { return std::move(found_); }
@@ -145,6 +149,7 @@ class Demand {
   void weigh() {
     std::vector<int> left = found_.users;
     double held = 0;
+    found_.peakBytes = 0;
     for (size_t k = 0; k < program_.steps.size(); ++k) {
       const Step& step = program_.steps[k];
       if (found_.steps[k].empty()) continue;
@@ -177,6 +182,8 @@ std::vector<IndexRange> stageRanges(const std::vector<AxisStage>& stages, IndexR
   return ranges;
 }
 
-Regions regionsFor(const Program& program, const IndexRect& out) { return Demand(program, out).take(); }
+Regions regionsFor(const Program& program, const IndexRect& out, double mostBytes) {
+  return Demand(program, out, mostBytes).take();
+}
 
 }  // namespace vello

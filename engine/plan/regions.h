@@ -15,8 +15,9 @@ struct Regions {
   double peakBytes = 0;                       // held at once by an evaluation in order
 };
 
-// The moves of warps are computed here, so a region is exact whatever the formula.
-Regions regionsFor(const Program& program, const IndexRect& out);
+// The moves of warps are computed here, so a region is exact whatever the formula. Ends early, with only
+// peakBytes set, where one step alone would hold more than `mostBytes`.
+Regions regionsFor(const Program& program, const IndexRect& out, double mostBytes);
 
 // Ranges of an axis's stages for a range of outputs: the first is the input, the last the output.
 std::vector<IndexRange> stageRanges(const std::vector<AxisStage>& stages, IndexRange out);

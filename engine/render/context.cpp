@@ -102,7 +102,7 @@ class Render {
     for (int64_t j = rect.y0; j < rect.y1; j += side)
       for (int64_t i = rect.x0; i < rect.x1; i += side) {
         const IndexRect tile = intersection(rect, {i, j, i + side, j + side});
-        const Regions regions = regionsFor(program, tile);
+        const Regions regions = regionsFor(program, tile, static_cast<double>(limit_));
         if (regions.peakBytes > static_cast<double>(limit_)) return tooMuch(regions.peakBytes, limit_);
         const Buffer part = evaluate(program, regions);
         const IndexRect& r = part.rect();
@@ -142,7 +142,7 @@ class Render {
     const IndexRect all = frame();
     const int64_t x = all.x0 + all.width() / 2 / side * side, y = all.y0 + all.height() / 2 / side * side;
     const IndexRect tile = intersection(all, {x, y, x + side, y + side});
-    const Regions regions = regionsFor(program_, tile);
+    const Regions regions = regionsFor(program_, tile, static_cast<double>(limit_));
     return {regions.peakBytes, regions.samples / tile.area()};
   }
 
@@ -166,7 +166,7 @@ class Render {
       try {
         const int64_t x = all.x0 + part % across * side, y = all.y1 - (part / across + 1) * side;
         const IndexRect tile = intersection(all, {x, y, x + side, y + side});
-        const Regions regions = regionsFor(program_, tile);
+        const Regions regions = regionsFor(program_, tile, static_cast<double>(limit_));
         if (regions.peakBytes * threads > static_cast<double>(limit_))
           return fail(tooMuch(regions.peakBytes * threads, limit_));
         notePeak(regions.peakBytes * threads);

@@ -77,9 +77,12 @@ TEST_P(FilterSweepTest, NothingShowsBeyondTheDeclaredExtent) {
   const auto bytes = rendered(output, around, rgba8(0, 0), {});
   const auto width = static_cast<size_t>(around.size.width), height = static_cast<size_t>(around.size.height);
   for (size_t row = 0; row < height; ++row)
-    for (size_t k = 0; k < width * 4; ++k)
-      if (row < 7 || row >= height - 7 || k < 28 || k >= width * 4 - 28)
+    for (size_t k = 0; k < width * 4; ++k) {
+      const bool border = row < 7 || row >= height - 7 || k < 28 || k >= width * 4 - 28;
+      if (border) {
         ASSERT_EQ(bytes[row * width * 4 + k], 0);
+      }
+    }
 }
 
 TEST_P(FilterSweepTest, DefaultsLieInTheirRanges) {
