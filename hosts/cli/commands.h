@@ -16,5 +16,6 @@ struct CommandLine {
 
 void addFilterCommand(CommandLine& line);
 void addFiltersCommand(CommandLine& line);
+void addChainCommand(CommandLine& line);
 
 }  // namespace vello::cli

@@ -41,6 +41,8 @@ void notice(const std::string& text) {
   std::fflush(stderr);
 }
 
+void warning(const std::string& text) { notice(kProgramPrefix + ("warning: " + text)); }
+
 int failure(const std::string& text) {
   notice(kProgramPrefix + text);
   return kFailed;

@@ -13,6 +13,8 @@ bool flushOutput();
 
 // One line on standard error.
 void notice(const std::string& text);
+// "vello: warning: text" on standard error.
+void warning(const std::string& text);
 // "vello: text" on standard error; returns the status for the caller to return.
 int failure(const std::string& text);
 int wrongUsage(const std::string& text);

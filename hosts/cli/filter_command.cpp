@@ -47,7 +47,7 @@ Outcome setPicture(CIFilter& filter, const InputAttributes& input, const std::st
     return {wrongUsage(input.key + ": \"" + text + "\" is not " + expectedForm(input))};
   ImageReadResult read = readImageFile(text.substr(1));
   if (!read.ok()) return {failure(read.error)};
-  for (const std::string& warning : read.warnings) notice(warning);
+  for (const std::string& told : read.warnings) warning(told);
   filter.setValueForKey(CIImage::imageWithBitmap(read.bitmap), input.key);
   pictures[input.key] = std::move(read);
   return {};

@@ -50,6 +50,7 @@ int parseAndRun(int argc, char** argv) {
   CommandLine line{parser, {}};
   addFilterCommand(line);
   addFiltersCommand(line);
+  addChainCommand(line);
   try {
     parser.parse(argc, argv);
   } catch (const CLI::ParseError& problem) {
