@@ -14,6 +14,7 @@ struct CommandLine {
   std::function<int()> run;  // returns the exit status
 };
 
+void addRenderCommand(CommandLine& line);
 void addFilterCommand(CommandLine& line);
 void addFiltersCommand(CommandLine& line);
 void addChainCommand(CommandLine& line);

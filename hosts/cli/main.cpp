@@ -48,6 +48,7 @@ int parseAndRun(int argc, char** argv) {
   parser.require_subcommand(1);
   parser.set_version_flag("--version", versionText);
   CommandLine line{parser, {}};
+  addRenderCommand(line);
   addFilterCommand(line);
   addFiltersCommand(line);
   addChainCommand(line);
