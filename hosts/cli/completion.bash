@@ -18,7 +18,7 @@ _vello() {
   case $before in
     --format) _vello_words 'tiff png jpeg'; return ;;
     --depth) _vello_words '8 16'; return ;;
-    --quality | --dpi | --jobs | --extent | -p) return ;;
+    --quality | --dpi | --jobs | --extent | -p | --parameter) return ;;
     --category) _vello_words 'Blur ColorAdjustment ColorEffect CompositeOperation DistortionEffect Generator
         GeometryAdjustment Gradient HalftoneEffect Reduction Sharpen Stylize TileEffect Transition'; return ;;
     --chain | -o | --output | --for) _vello_files; return ;;
@@ -33,7 +33,7 @@ _vello() {
       fi ;;
     filter)
       if [[ $cur == -* ]]; then
-        _vello_words '-o --output -p --extent --depth --help'
+        _vello_words '-o --output -p --parameter --extent --depth --help'
       elif [ "$COMP_CWORD" -eq 2 ]; then
         _vello_words "$(_vello_filter_names)"
       else
