@@ -16,12 +16,15 @@ fi
 build_preset fuzz
 findings=$root/build/fuzz/findings
 mkdir -p "$findings"
+"$root/build/fuzz/bin/make_seeds" "$root/build/fuzz/seeds"
 for name in "${names[@]}"; do
   say "$name, $seconds s"
   corpus=$root/build/fuzz/corpus/$name
   mkdir -p "$corpus"
   seeds=()
-  [ -d "$root/fuzz/seeds/$name" ] && seeds=("$root/fuzz/seeds/$name")
+  for folder in "$root/fuzz/seeds/$name" "$root/build/fuzz/seeds/$name"; do
+    [ -d "$folder" ] && seeds+=("$folder")
+  done
   "$root/build/fuzz/bin/$name" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \
     -artifact_prefix="$findings/$name-" "$corpus" "${seeds[@]}"
 done

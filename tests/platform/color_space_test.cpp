@@ -115,6 +115,25 @@ TEST(ColorSpace, NamedSpacesMeanWhatTheirProfilesSay) {
             ColorSpace::sRGB()->toSRGB());
 }
 
+TEST(ColorSpace, NamedSpacesHaveTheirPublishedPrimaries) {
+  const RGBProfile generic{
+      "generic RGB",
+      {0.6295, 0.3407, 0.2949, 0.6055, 0.1551, 0.0762, testing::kWhiteX, testing::kWhiteY},
+      1.8};
+  const std::pair<const char*, RGBProfile> rows[] = {{"sRGB", kRGBProfiles[0]},
+                                                     {"Display P3", kRGBProfiles[1]},
+                                                     {"Adobe RGB", kRGBProfiles[2]},
+                                                     {"generic RGB", generic}};
+  constexpr size_t n = 100;
+  const std::vector<float> components = randomComponents(3 * n);
+  for (const auto& row : rows) {
+    EXPECT_LT(largestDifference(toLinear(*ColorSpace::named(row.first), components, n),
+                                byLittleCMS(makeProfile(row.second), TYPE_RGB_FLT, components, n)),
+              5e-5)
+        << row.first;
+  }
+}
+
 std::vector<uint8_t> withTable(int entries, double (*light)(double)) {
   std::vector<uint16_t> table;
   for (int i = 0; i < entries; ++i) {

@@ -190,7 +190,9 @@ TEST(PixelWriter, RoundsToTheNearestCode) {
     Planes planes(kCount);
     for (size_t i = 0; i < kCount; ++i) {
       // Equal channels: neutral light is the same in all primaries.
-      planes.r[i] = planes.g[i] = planes.b[i] = std::exp2(exponent(random));
+      // Every other value lies about the place where sRGB's line meets its power.
+      const float light = i % 2 ? std::exp2(exponent(random)) : 0.00312f + 2e-9f * static_cast<float>(i);
+      planes.r[i] = planes.g[i] = planes.b[i] = light;
       planes.a[i] = 1;
     }
     // The matrix of other primaries alters neutral light in its last bits.
