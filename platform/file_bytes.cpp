@@ -16,7 +16,7 @@
 namespace vello {
 
 size_t MemorySource::read(int64_t offset, void* to, size_t count) const {
-  if (offset < 0 || offset >= size()) return 0;
+  if (count == 0 || offset < 0 || offset >= size()) return 0;
   const size_t available = std::min(count, bytes_.size() - static_cast<size_t>(offset));
   std::memcpy(to, bytes_.data() + offset, available);
   return available;

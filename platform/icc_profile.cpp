@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -232,12 +233,33 @@ TransformPtr makeTransform(cmsHPROFILE profile, ColorSpace::Model model) {
                                             cmsFLAGS_NOCACHE | cmsFLAGS_BLACKPOINTCOMPENSATION));
 }
 
-bool isSource(cmsHPROFILE profile) {
-  const auto deviceClass = cmsGetDeviceClass(profile);
-  const auto pcs = cmsGetPCS(profile);
+// Of a profile's header. Little CMS hands them out as enumerations, which any other number would break.
+uint32_t signatureAt(std::span<const uint8_t> icc, size_t offset) {
+  uint32_t value = 0;
+  for (size_t i = 0; i < 4; ++i) value = value << 8 | icc[offset + i];
+  return value;
+}
+
+bool isSource(std::span<const uint8_t> icc) {
+  const uint32_t deviceClass = signatureAt(icc, 12), pcs = signatureAt(icc, 20);
   return (deviceClass == cmsSigInputClass || deviceClass == cmsSigDisplayClass ||
           deviceClass == cmsSigOutputClass || deviceClass == cmsSigColorSpaceClass) &&
          (pcs == cmsSigXYZData || pcs == cmsSigLabData);
+}
+
+std::optional<ColorSpace::Model> modelOf(std::span<const uint8_t> icc) {
+  switch (signatureAt(icc, 16)) {
+    case cmsSigGrayData:
+      return ColorSpace::Model::gray;
+    case cmsSigRgbData:
+      return ColorSpace::Model::rgb;
+    case cmsSigCmykData:
+      return ColorSpace::Model::cmyk;
+    case cmsSigLabData:
+      return ColorSpace::Model::lab;
+    default:
+      return std::nullopt;
+  }
 }
 
 }  // namespace
@@ -264,31 +286,16 @@ Data makeGrayProfile(const char* name, const ProfileCurve& curve) {
 ColorSpacePtr ColorSpace::fromProfile(std::span<const uint8_t> icc) {
   constexpr size_t kHeaderSize = 128;
   if (icc.size() < kHeaderSize || icc.size() > kLargestProfile) return nullptr;
+  const std::optional<Model> model = modelOf(icc);
+  if (!model || !isSource(icc)) return nullptr;
   const ProfilePtr profile(
       cmsOpenProfileFromMemTHR(context(), icc.data(), static_cast<cmsUInt32Number>(icc.size())));
-  if (!profile || !isSource(profile.get())) return nullptr;
-  Model model;
-  switch (cmsGetColorSpace(profile.get())) {
-    case cmsSigGrayData:
-      model = Model::gray;
-      break;
-    case cmsSigRgbData:
-      model = Model::rgb;
-      break;
-    case cmsSigCmykData:
-      model = Model::cmyk;
-      break;
-    case cmsSigLabData:
-      model = Model::lab;
-      break;
-    default:
-      return nullptr;
-  }
+  if (!profile) return nullptr;
   const Data bytes(std::vector<uint8_t>(icc.begin(), icc.end()));
-  if (ColorSpacePtr space = readMatrixSpace(profile.get(), model, bytes)) return space;
-  TransformPtr transform = makeTransform(profile.get(), model);
+  if (ColorSpacePtr space = readMatrixSpace(profile.get(), *model, bytes)) return space;
+  TransformPtr transform = makeTransform(profile.get(), *model);
   if (!transform) return nullptr;
-  return std::make_shared<TransformColorSpace>(model, descriptionOf(profile.get()), bytes,
+  return std::make_shared<TransformColorSpace>(*model, descriptionOf(profile.get()), bytes,
                                                std::move(transform));
 }
 
