@@ -11,7 +11,6 @@ vello::HostImage smallPicture() {
   layout.width = layout.height = 16;
   layout.bytesPerRow = 64;
   layout.alpha = vello::AlphaInfo::last;
-  layout.littleEndian = false;
   return {vello::Bitmap(layout, nullptr, vello::Data(std::vector<uint8_t>(16 * 64, 128))), 0};
 }
 

@@ -212,9 +212,14 @@ class Render {
   std::atomic<double> peak_{0};
 };
 
+bool sameByteOrder(const PixelLayout& a, const PixelLayout& b) {
+  return a.bitsPerComponent == 8 ? a.pixelBytesReversed == b.pixelBytesReversed
+                                 : a.littleEndian == b.littleEndian;
+}
+
 bool sameBytes(const PixelLayout& a, const PixelLayout& b) {
   return a.bitsPerComponent == b.bitsPerComponent && a.componentsPerPixel == b.componentsPerPixel &&
-         a.alpha == b.alpha && a.isFloat == b.isFloat && a.littleEndian == b.littleEndian;
+         a.alpha == b.alpha && a.isFloat == b.isFloat && sameByteOrder(a, b);
 }
 
 bool sameSpace(const ColorSpacePtr& a, const ColorSpacePtr& b) {

@@ -35,7 +35,6 @@ Bitmap bitmapWithData(const Data& pixels, int32_t alphaType, size_t width, size_
   layout.alpha = alphaInfoOfType(alphaType);
   layout.componentsPerPixel = alphaType == kNoAlpha ? 3 : 4;
   layout.bytesPerRow = layout.bytesPerPixel() * layout.width;
-  layout.littleEndian = false;
   if (const auto problem = checkLayout(layout, pixels.size())) {
     logLine("*** Vello : the source's pixels cannot be used: %@\n", {*problem});
     return {};

@@ -27,6 +27,16 @@ std::optional<T> threadValue(std::string_view key) {
   return typed ? std::optional<T>(*typed) : std::nullopt;
 }
 
+bool isMatrixRGB(const ColorSpacePtr& space) {
+  return space && space->model() == ColorSpace::Model::rgb && space->isMatrix();
+}
+
+// Null for a space that pixels can be neither made nor written in.
+ColorSpacePtr threadSpace(std::string_view key) {
+  const ColorSpacePtr space = threadValue<ColorSpacePtr>(key).value_or(nullptr);
+  return isMatrixRGB(space) ? space : nullptr;
+}
+
 CIImage checkedSource(CIImage image) {
   if (image.isNil())
     reportAssertionFailure({"initWithImage:renderingIntent:imageColorSpace:transparentBackground:",
@@ -79,15 +89,13 @@ bool KPImageFilterWindowController::applyFilterChain(std::optional<std::string_v
 }
 
 ColorSpacePtr KPImageFilterWindowController::resultColorSpace() const {
-  const bool writable =
-      fColorSpace && fColorSpace->model() == ColorSpace::Model::rgb && fColorSpace->isMatrix();
-  return writable ? fColorSpace : ColorSpace::sRGB();
+  return isMatrixRGB(fColorSpace) ? fColorSpace : ColorSpace::sRGB();
 }
 
 ContextOptions KPImageFilterWindowController::contextOptions() {
   ContextOptions options;
-  options.outputColorSpace = threadValue<ColorSpacePtr>("kCIContextOutputColorSpace").value_or(nullptr);
-  options.workingColorSpace = threadValue<ColorSpacePtr>("kCIContextWorkingColorSpace").value_or(nullptr);
+  options.outputColorSpace = threadSpace("kCIContextOutputColorSpace");
+  options.workingColorSpace = threadSpace("kCIContextWorkingColorSpace");
   return options;
 }
 
@@ -100,7 +108,6 @@ std::optional<PixelLayout> KPImageFilterWindowController::resultLayout() const {
     layout.width = static_cast<int64_t>(size.width);
     layout.height = static_cast<int64_t>(size.height);
     layout.bytesPerRow = layout.width * 4;
-    layout.littleEndian = false;  // red first
   }
   // Hosts read the length as a signed 32-bit number.
   if (fits && layout.bytesPerRow <= static_cast<int64_t>(kLargest) / layout.height) return layout;

@@ -57,7 +57,6 @@ inline Bitmap picture(int width, int height, AlphaInfo alpha = AlphaInfo::noneSk
   layout.height = height;
   layout.bytesPerRow = width * 4;
   layout.alpha = alpha;
-  layout.littleEndian = false;
   std::vector<uint8_t> bytes;
   for (int y = 0; y < height; ++y)
     for (int x = 0; x < width; ++x)

@@ -75,6 +75,14 @@ TEST(Session, TheBackgroundShowsThroughWhereNothingLies) {
               (std::vector<uint8_t>{255, 0, 0, 255}));
 }
 
+TEST(Session, ReversedPixelsComeOutInOrder) {
+  PixelLayout layout = picture(1, 1, AlphaInfo::premultipliedLast).layout();
+  layout.pixelBytesReversed = true;
+  const Bitmap source(layout, nullptr, Data(std::vector<uint8_t>{255, 30, 20, 10}));
+  const auto s = KPImageFilter::imageFilterWithCGImage({source, 0});
+  EXPECT_EQ(bytesOf(s->filterResultForChain(std::nullopt)), (std::vector<uint8_t>{10, 20, 30, 255}));
+}
+
 TEST(Session, ResultsLeaveInAnRGBSpace) {
   const auto p3 = ColorSpace::named("Display P3");
   const auto rgb = KPImageFilter::imageFilterWithCGImage({picture(4, 4, AlphaInfo::last, p3), 0});
@@ -155,6 +163,7 @@ TEST(Session, TheThreadDictionaryGivesTheContextsSpaces) {
   const ColorSpacePtr p3 = ColorSpace::named("Display P3");
   setThreadDictionaryValue("kCIContextWorkingColorSpace", p3);
   EXPECT_EQ(KPImageFilterWindowController::contextOptions().workingColorSpace, p3);
+  setThreadDictionaryValue("kCIContextOutputColorSpace", ColorSpace::named("generic gray"));
   EXPECT_EQ(KPImageFilterWindowController::contextOptions().outputColorSpace, nullptr);
   setThreadDictionaryValue("kCIContextWorkingColorSpace", {});
   setThreadDictionaryValue("kCIContextOutputColorSpace", p3);

@@ -38,6 +38,7 @@ TEST(HostIdentity, EveryHostHasItsAnswers) {
 }
 
 TEST(HostIdentity, AnUnknownHostHasNoRedirectPage) {
+  LogCapture log;
   KPImageFilter::setHostApplicationID(6);
   EXPECT_EQ(KPImageFilter::displayVersionStringForHost(), "1.1");
   EXPECT_THROW(KPImageFilter::redirectURLFor("a"), KPException);
