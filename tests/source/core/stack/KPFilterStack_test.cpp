@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
+
+#include "engine/catalogue/registry.h"
+#include "platform/exception.h"
 #include "platform/run_loop.h"
 #include "source/screen/notifications.h"
 #include "tests/source/core/session_support.h"
@@ -20,6 +24,20 @@ CIImage over(const CIImage& image, const CIImage& background) {
   return output("CISourceOverCompositing", {{"inputImage", image}, {"inputBackgroundImage", background}});
 }
 
+// Filters of the tests' own: one that can make nothing of an unbounded image, and two that raise.
+CIImage boundedOnly(const Values& v) {
+  const CIImage image = v.image("inputImage");
+  return isInfinite(image.extent()) ? CIImage() : image.imageByClampingToExtent();
+}
+CIImage raising(const Values&) { throw KPException("TestException", "as asked"); }
+CIImage outOfMemory(const Values&) { throw std::bad_alloc(); }
+
+constexpr InputDef kImageOnly[] = {image()};
+constexpr FilterDef kTestFilters[] = {
+    {"CITestBoundedOnly", "Bounded", "Blur", kImageOnly, boundedOnly},
+    {"CITestRaising", "Raising", "Blur", kImageOnly, raising},
+    {"CITestOutOfMemory", "Out Of Memory", "Blur", kImageOnly, outOfMemory},
+};
 struct StackTest : testing::Test {
   CIImage base = CIImage::imageWithBitmap(picture(60, 40));
   KPFilterStack stack{base};
@@ -28,6 +46,9 @@ struct StackTest : testing::Test {
       KPFilterStackChangedNotification, &stack, [this](const Notification&) { ++changes; });
   CIImage background = output("CIConstantColorGenerator", {{"inputColor", CIColor(0, 0, 0, 0)}});
 
+  static void SetUpTestSuite() {
+    for (const FilterDef& filter : kTestFilters) registerFilter(filter);
+  }
   void SetUp() override { stack.addFilter(KPFilterBoxController::backgroundColorFilter(true, stack)); }
   KPFilterBoxController& add(const char* name) {
     return stack.addFilterWithName(name, stack.filterArray().back().get());
@@ -85,6 +106,33 @@ TEST_F(StackTest, AFilterThatFailsIsNamedAndSkipped) {
   EXPECT_EQ(stack.failures()[0].index, 1u);
   EXPECT_EQ(stack.failures()[0].filterName, "CIMultiplyCompositing");
   EXPECT_EQ(stack.failures()[0].reason, "output of filter was nil");
+  stack.removeFilter(at(1));
+  stack.filterImage();
+  EXPECT_TRUE(stack.failures().empty()) << "only those of the latest";
+}
+
+TEST_F(StackTest, AFilterThatRaisesIsSkippedWithItsReason) {
+  const struct {
+    const char *filter, *line;
+  } rows[] = {{"CITestRaising", "TestException : as asked\n"},
+              {"CITestOutOfMemory", "std::exception : std::bad_alloc\n"}};
+  for (const auto& row : rows) {
+    LogCapture log;
+    stack.replaceStackWithDataArray({stack.persistentDataArray().front()});
+    add(row.filter);
+    EXPECT_EQ(stack.filterImage(), over(base, background));
+    ASSERT_EQ(log.lines.size(), 2u);
+    EXPECT_EQ(log.lines[1], row.line);
+  }
+}
+
+TEST_F(StackTest, AFilterThatNeedsABoundedImageGetsItsSecondChance) {
+  add("CICheckerboardGenerator");
+  const CIImage below = over(stack.filterArray()[1]->coreFilter()->outputImage(), base);
+  add("CITestBoundedOnly");
+  const CIImage clamped = below.imageByCroppingToRect(base.extent()).imageByClampingToExtent();
+  EXPECT_EQ(stack.filterImage(), over(clamped, background));
+  EXPECT_TRUE(stack.failures().empty());
 }
 
 TEST_F(StackTest, BoxesGoWhereTheyAreSent) {

@@ -164,10 +164,12 @@ TEST(Chain, BadValuesBecomeWhatTheTableSays) {
 }
 
 TEST(Chain, AMissingPictureLeavesTheOtherValues) {
+  LogCapture log;
   const auto s = session(20, 20);
   ASSERT_TRUE(s->windowController().applyFilterChain(chain(
       box("CIDissolveTransition", target("/no/such/file.png") + entry("inputTime", "<real>0.75</real>")))));
   EXPECT_EQ(valueOf(s->windowController(), 1, "inputTime").number(), 0.75);
+  EXPECT_TRUE(log.has("/no/such/file.png"));
 }
 
 TEST(Chain, AThousandBoxesAreRead) {
