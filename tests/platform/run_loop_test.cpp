@@ -51,6 +51,18 @@ TEST_F(RunLoopTest, ARepeatingTimerFiresOnceWhenLateAndKeepsItsBeat) {
   EXPECT_EQ(fired, "rrr");
 }
 
+TEST_F(RunLoopTest, RoundingOfTheClockDelaysNoTimer) {
+  for (const double step : {0.1, 0.2, 0.3, 0.7, 1.0 / 60, 1.0 / 24}) {
+    fired.clear();
+    std::vector<Connection> timers;
+    for (int i = 1; i <= 200; ++i) timers.push_back(timer(step * i, false, 't'));
+    for (size_t i = 1; i <= 200; ++i) {
+      advanceAndRun(step);
+      ASSERT_EQ(fired.size(), i) << step;
+    }
+  }
+}
+
 TEST_F(RunLoopTest, ATimerWaitsForItsModes) {
   const Connection t = loop.addTimer(0.1, false, {kModalPanelRunLoopMode, kEventTrackingRunLoopMode},
                                      [this] { fired += 't'; });
