@@ -14,4 +14,9 @@ set(VELLO_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize= tak
 if(VELLO_SANITIZE)
   add_compile_options(-fsanitize=${VELLO_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${VELLO_SANITIZE})
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    add_compile_options(-Wno-maybe-uninitialized) # false reports about the standard library's own code
+  else()
+    add_compile_options(-Wno-pass-failed) # loops that would be vectorised without the checks
+  endif()
 endif()
