@@ -33,7 +33,8 @@ class MemorySource final : public ByteSource {
 // Null unless `path` is a readable regular file; `error` then names it and the reason.
 std::unique_ptr<ByteSource> openFile(const std::string& path, std::string* error);
 
-// All bytes of a regular file. Nothing when it cannot be read or is longer than `limit`; `error` then says why.
+// All bytes of a regular file. Nothing when it cannot be read or is longer than `limit`; `error` then says
+// why.
 std::optional<std::vector<uint8_t>> readFile(const std::string& path, size_t limit, std::string* error);
 
 // Over a copy of the descriptor of a regular file; null if that fails.

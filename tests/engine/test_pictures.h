@@ -45,8 +45,11 @@ inline CIImage picture(int width, int height, bool transparent = true, uint64_t 
   for (int y = 0; y < height; ++y)
     for (int x = 0; x < width; ++x) {
       const double wave = 0.5 + 0.5 * std::sin(x * 0.23 + seed) * std::cos(y * 0.17);
-      const int alpha = transparent ? static_cast<int>(255 * std::min(1.0, 1.6 * std::abs(std::sin(x * 0.05 + y * 0.08)))) : 255;
-      const double colors[] = {wave, x * 1.0 / width, (x * 2 > width) != (y * 3 > height) ? 0.9 : 0.05 + 0.2 * noise.unit()};
+      const int alpha =
+          transparent ? static_cast<int>(255 * std::min(1.0, 1.6 * std::abs(std::sin(x * 0.05 + y * 0.08))))
+                      : 255;
+      const double colors[] = {wave, x * 1.0 / width,
+                               (x * 2 > width) != (y * 3 > height) ? 0.9 : 0.05 + 0.2 * noise.unit()};
       for (double c : colors) bytes.push_back(static_cast<uint8_t>(std::lround(c * alpha)));
       bytes.push_back(static_cast<uint8_t>(alpha));
     }
@@ -54,8 +57,9 @@ inline CIImage picture(int width, int height, bool transparent = true, uint64_t 
 }
 
 // The raw bytes of a render; empty with a text in `error` when it failed.
-inline std::vector<uint8_t> rendered(const CIImage& image, const CGRect& rect, PixelLayout layout, const ContextOptions& options,
-                                     double pitch = 1, std::string* error = nullptr,
+inline std::vector<uint8_t> rendered(const CIImage& image, const CGRect& rect, PixelLayout layout,
+                                     const ContextOptions& options, double pitch = 1,
+                                     std::string* error = nullptr,
                                      const ColorSpacePtr& space = ColorSpace::sRGB()) {
   std::string text;
   const Bitmap bitmap = CIContext(options).createBitmap({image, rect, pitch, {}}, layout, space, &text);

@@ -18,7 +18,9 @@ struct Exposure {
 struct Contrast {
   static constexpr bool kStraight = true;
   explicit Contrast(const Values&) {}
-  KERNEL Px operator()(Px p) const { return {(p.r - 0.4f) * 1.5f + 0.4f, (p.g - 0.4f) * 1.5f + 0.4f, (p.b - 0.4f) * 1.5f + 0.4f, p.a}; }
+  KERNEL Px operator()(Px p) const {
+    return {(p.r - 0.4f) * 1.5f + 0.4f, (p.g - 0.4f) * 1.5f + 0.4f, (p.b - 0.4f) * 1.5f + 0.4f, p.a};
+  }
 };
 
 // Lines 7 units apart against the luminance.
@@ -35,7 +37,9 @@ struct Halftone {
 
 struct MaskBlend {
   explicit MaskBlend(const Values&) {}
-  KERNEL Px operator()(Px image, Px background, Px mask) const { return mix(background, image, luminance(mask)); }
+  KERNEL Px operator()(Px image, Px background, Px mask) const {
+    return mix(background, image, luminance(mask));
+  }
 };
 
 struct Checkerboard {
@@ -88,7 +92,9 @@ template <int Tenths>
 struct Gaussian {
   static constexpr double kSigma = Tenths / 10.0;
   explicit Gaussian(const Values&) {}
-  static CGRect extent(const Values&, View<CGRect> images) { return grown(images[0], 3 * kSigma, 3 * kSigma); }
+  static CGRect extent(const Values&, View<CGRect> images) {
+    return grown(images[0], 3 * kSigma, 3 * kSigma);
+  }
   double profile(double t) const { return std::exp(-t * t / (2 * kSigma * kSigma)); }
   double reach() const { return 4 * kSigma; }
   double smooth() const { return kSigma; }
@@ -161,7 +167,8 @@ struct OtsuThreshold {
       below += s.bins[i];
       belowSum += static_cast<double>(i) * s.bins[i];
       if (below == 0 || below == total) continue;
-      const double d = belowSum / below - (sum - belowSum) / (total - below), between = below * (total - below) * d * d;
+      const double d = belowSum / below - (sum - belowSum) / (total - below),
+                   between = below * (total - below) * d * d;
       if (between <= best) continue;
       best = between;
       threshold = (i + 1) / 63.0;
