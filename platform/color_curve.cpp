@@ -44,6 +44,22 @@ ByteEncoder::ByteEncoder(const std::array<float, 255>& middles) : middles_(middl
   oneStep_ = oneStep_ && middles.front() > 0;
 }
 
+void ByteEncoder::encode(const float* light, int n, uint8_t* codes, int64_t step) const {
+  if (!oneStep_) {
+    for (int i = 0; i < n; ++i, codes += step) *codes = search(light[i]);
+    return;
+  }
+  // Copies, because a byte written could be part of this object for all the compiler knows.
+  const Entry* const entries = entries_.data();
+  const int32_t first = first_, last = last_;
+  for (int i = 0; i < n; ++i, codes += step) {
+    const float x = light[i] == light[i] ? light[i] : 0;
+    const int32_t index = std::clamp((std::bit_cast<int32_t>(x) >> 16) - first, 0, last);
+    const Entry entry = entries[index];
+    *codes = static_cast<uint8_t>(entry.base + (x >= entry.threshold));
+  }
+}
+
 uint8_t ByteEncoder::search(float x) const {
   if (x != x) x = 0;
   return static_cast<uint8_t>(std::upper_bound(middles_.begin(), middles_.end(), x) - middles_.begin());

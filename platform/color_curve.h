@@ -48,15 +48,8 @@ class ByteEncoder {
   // `middles[k]` is the light half way between codes k and k + 1, increasing.
   explicit ByteEncoder(const std::array<float, 255>& middles);
 
-  // NaN is 0.
-  uint8_t operator()(float x) const {
-    if (!oneStep_) return search(x);
-    x = x == x ? x : 0;
-    int32_t index = (std::bit_cast<int32_t>(x) >> 16) - first_;
-    index = index < 0 ? 0 : index > last_ ? last_ : index;
-    const Entry entry = entries_[index];
-    return static_cast<uint8_t>(entry.base + (x >= entry.threshold));
-  }
+  // n codes, `step` bytes apart. NaN is 0.
+  void encode(const float* light, int n, uint8_t* codes, int64_t step) const;
 
  private:
   struct Entry {
@@ -78,6 +71,7 @@ class ColorCurve {
   // x >= d: (a x + b)^g + e; below: c x + f. The functions of ICC.1 'para' curves.
   struct Parameters {
     double g = 1, a = 1, b = 0, c = 0, d = 0, e = 0, f = 0;
+    friend bool operator==(const Parameters&, const Parameters&) = default;
   };
   explicit ColorCurve(const Parameters& parameters);
   // Equally spaced points from 0 to 1, joined by straight lines; at least 2. Short level runs, which are
@@ -90,6 +84,7 @@ class ColorCurve {
   double encode(double linear) const;
   // Strictly, over 0..1, and finite: only then may encode() and the tables be used.
   bool increasing() const;
+  bool sameAs(const ColorCurve& other) const { return p_ == other.p_ && points_ == other.points_; }
 
   const CurveTable& decoder() const { return tables().decoder; }
   const CurveTable& encoder() const { return tables().encoder; }

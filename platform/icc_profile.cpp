@@ -150,6 +150,7 @@ ColorSpacePtr readMatrixRGB(cmsHPROFILE profile, Data bytes) {
     curves[k] = readCurve(profile, kTags[k].first);
     const auto* colorant = static_cast<const cmsCIEXYZ*>(cmsReadTag(profile, kTags[k].second));
     if (!curves[k] || !colorant) return nullptr;
+    if (k > 0 && curves[k]->sameAs(*curves[0])) curves[k] = curves[0];  // and its tables
     toXYZ[k] = colorant->X, toXYZ[3 + k] = colorant->Y, toXYZ[6 + k] = colorant->Z;
   }
   if (!(std::abs(determinant(toXYZ)) > 1e-4)) return nullptr;

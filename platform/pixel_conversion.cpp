@@ -332,6 +332,12 @@ struct PixelWriter::State {
 
 namespace {
 
+bool isOpaque(const float* alpha, int n) {
+  int others = 0;
+  for (int i = 0; i < n; ++i) others += alpha[i] != 1;
+  return others == 0;
+}
+
 // 0..1 to the nearest of 0..largest; NaN is 0.
 inline unsigned nearest(double value, double largest) {
   const double scaled = value * largest;
@@ -354,19 +360,16 @@ void PixelWriter::State::store(double value, uint8_t* p) const {
   }
 }
 
-// 8-bit codes by threshold, except where they are multiplied by alpha afterwards.
+// 8-bit codes by threshold, except where they are multiplied by alpha afterwards. No alpha: all is opaque.
 void PixelWriter::State::writeBytes(const float* light, const float* alpha, const ColorCurve& curve, int n,
                                     uint8_t* p) const {
-  const ByteEncoder& encoder = curve.byteEncoder();
   const int64_t step = layout.bytesPerPixel();
-  if (!layout.premultiplied()) {
-    for (int i = 0; i < n; ++i, p += step) *p = encoder(light[i]);
-    return;
-  }
+  curve.byteEncoder().encode(light, n, p, step);
+  if (!alpha || !layout.premultiplied()) return;
   const CurveTable& continuous = curve.encoder();
   for (int i = 0; i < n; ++i, p += step) {
-    *p = alpha[i] == 1 || alpha[i] == 0 ? encoder(light[i])
-                                        : static_cast<uint8_t>(nearest(continuous(light[i]) * alpha[i], 255));
+    if (alpha[i] == 1 || alpha[i] == 0) continue;
+    *p = static_cast<uint8_t>(nearest(continuous(light[i]) * alpha[i], 255));
   }
 }
 
@@ -384,12 +387,20 @@ void PixelWriter::State::writeEncoded(const float* light, const float* alpha, co
 void PixelWriter::State::writeAlpha(const float* alpha, int n, uint8_t* p) const {
   const int64_t step = layout.bytesPerPixel();
   const bool skipped = !layout.hasAlpha();
+  if (layout.bitsPerComponent == 8) {
+    for (int i = 0; i < n; ++i, p += step) {
+      const float scaled = (skipped ? 1 : alpha[i]) * 255;
+      *p = static_cast<uint8_t>(static_cast<int>((scaled > 0 ? std::min(scaled, 255.0f) : 0) + 0.5f));
+    }
+    return;
+  }
   for (int i = 0; i < n; ++i, p += step) store(skipped ? 1 : alpha[i], p);
 }
 
 void PixelWriter::State::writeBlock(const PlanarRun& in, int n, uint8_t* dest) const {
   Block straight;
-  if (layout.hasAlpha()) {
+  const bool weighted = layout.hasAlpha() && !isOpaque(in.a, n);
+  if (weighted) {
     divideByAlpha(n, in, straight.run());
   } else {
     std::copy_n(in.r, n, straight.r), std::copy_n(in.g, n, straight.g), std::copy_n(in.b, n, straight.b);
@@ -399,7 +410,7 @@ void PixelWriter::State::writeBlock(const PlanarRun& in, int n, uint8_t* dest) c
   for (int k = 0; k < layout.colorComponents(); ++k) {
     uint8_t* p = dest + offsets.color[static_cast<size_t>(k)];
     if (layout.bitsPerComponent == 8) {
-      writeBytes(channels[k], in.a, space->curve(k), n, p);
+      writeBytes(channels[k], weighted ? in.a : nullptr, space->curve(k), n, p);
     } else {
       writeEncoded(channels[k], in.a, space->curve(k), n, p);
     }
