@@ -7,7 +7,7 @@ set -euo pipefail
 
 packages=(
   g++ cmake ninja-build pkg-config
-  libexpat1-dev liblcms2-dev libtiff-dev libpng-dev libjpeg-dev libwebp-dev libexif-dev libcli11-dev
+  libexpat1-dev liblcms2-dev libtiff-dev libpng-dev libjpeg-dev libwebp-dev libcli11-dev
   libgtest-dev libgmock-dev libbenchmark-dev clang-format-14
 )
 case "${1:-}" in
