@@ -5,6 +5,7 @@
 
 #include "platform/icc_profile.h"
 #include "platform/matrix_color_space.h"
+#include "platform/one_way_color_space.h"
 
 namespace vello {
 
@@ -27,33 +28,6 @@ ColorSpacePtr makeSRGB(const char* name, const CurvePtr& curve, const ProfileCur
   return std::make_shared<MatrixColorSpace>(name, makeRGBProfile(name, kSRGBPrimaries, profileCurve),
                                             std::array{curve, curve, curve}, kIdentityMatrix);
 }
-
-// The fallback for CMYK pixels that came without a profile.
-class DeviceCMYK final : public ColorSpace {
- public:
-  Model model() const override { return Model::cmyk; }
-  const Data& profile() const override { return profile_; }
-  std::string name() const override { return "device CMYK"; }
-  bool isMatrix() const override { return false; }
-  void toLinear(const float* components, float* rgb, size_t n) const override {
-    const auto clamped = [](float x) { return x > 0 ? std::min(x, 1.0f) : 0.0f; };
-    for (size_t i = 0; i < 4 * n; i += 4) {
-      for (size_t k = 0; k < 3; ++k) {
-        const double encoded = (1.0 - clamped(components[i + k])) * (1.0 - clamped(components[i + 3]));
-        *rgb++ = static_cast<float>(sRGBDecode(encoded));
-      }
-    }
-  }
-  void fromLinear(const float*, float*, size_t) const override { requireMatrix(); }
-  double decode(int, double) const override { return requireMatrix(), 0; }
-  double encode(int, double) const override { return requireMatrix(), 0; }
-  const Matrix3& toSRGB() const override { return requireMatrix(), kIdentityMatrix; }
-  const Matrix3& fromSRGB() const override { return requireMatrix(), kIdentityMatrix; }
-  const ColorCurve& curve(int) const override { return requireMatrix(), *sRGBCurve(); }
-
- private:
-  Data profile_;
-};
 
 }  // namespace
 
@@ -101,9 +75,10 @@ ColorSpacePtr ColorSpace::named(std::string_view name) {
       "sRGB gray", makeGrayProfile("sRGB gray", ProfileCurve::sRGB()), sRGBCurve());
   static const ColorSpacePtr linearGray = std::make_shared<MatrixColorSpace>(
       "linear gray", makeGrayProfile("linear gray", ProfileCurve::gamma(1)), makeGammaCurve(1));
-  static const ColorSpacePtr deviceCMYK = std::make_shared<DeviceCMYK>();
+  static const ColorSpacePtr deviceCMYK = makeDeviceCMYK();
+  static const ColorSpacePtr lab = makeCIELab();
   for (const ColorSpacePtr& space :
-       {sRGB(), linear, displayP3, adobe, generic, gray, sRGBGray, linearGray, deviceCMYK}) {
+       {sRGB(), linear, displayP3, adobe, generic, gray, sRGBGray, linearGray, deviceCMYK, lab}) {
     if (space->name() == name) return space;
   }
   return nullptr;

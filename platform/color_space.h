@@ -23,8 +23,8 @@ class ColorSpace {
   enum class Model { gray, rgb, cmyk, lab };
 
   // "sRGB", "linear sRGB", "Display P3", "Adobe RGB", "generic RGB" (gamma 1.8, its published primaries),
-  // "generic gray" (gamma 2.2), "sRGB gray", "linear gray", "device CMYK" (no profile: light is (1 - ink)(1 -
-  // black) of sRGB's encoded values); null for another name.
+  // "generic gray" (gamma 2.2), "sRGB gray", "linear gray"; without a profile and only read: "device CMYK"
+  // (sRGB's encoded values are (1 - ink)(1 - black)) and "CIE Lab" (D50). Null for another name.
   static ColorSpacePtr named(std::string_view name);
   static ColorSpacePtr sRGB();
   // Any ICC profile of a grey, RGB, CMYK or Lab source; null when the bytes are none, yield no transform or

@@ -5,14 +5,12 @@
 #include <algorithm>
 #include <cmath>
 #include <optional>
-#include <stdexcept>
 #include <utility>
 
 #include "platform/matrix_color_space.h"
+#include "platform/one_way_color_space.h"
 
 namespace vello {
-
-void requireMatrix() { throw std::logic_error("the colour space has no matrix"); }
 
 namespace {
 
@@ -179,30 +177,13 @@ ColorSpacePtr readMatrixSpace(cmsHPROFILE profile, ColorSpace::Model model, cons
 }
 
 // Everything that only Little CMS can convert, and only to light.
-class TransformColorSpace final : public ColorSpace {
+class TransformColorSpace final : public OneWayColorSpace {
  public:
   TransformColorSpace(Model model, std::string name, Data profile, TransformPtr transform)
-      : model_(model),
-        name_(std::move(name)),
-        profile_(std::move(profile)),
-        transform_(std::move(transform)) {}
-
-  Model model() const override { return model_; }
-  const Data& profile() const override { return profile_; }
-  std::string name() const override { return name_; }
-  bool isMatrix() const override { return false; }
+      : OneWayColorSpace(model, std::move(name), std::move(profile)), transform_(std::move(transform)) {}
   void toLinear(const float* components, float* rgb, size_t n) const override;
-  void fromLinear(const float*, float*, size_t) const override { requireMatrix(); }
-  double decode(int, double) const override { requireMatrix(); }
-  double encode(int, double) const override { requireMatrix(); }
-  const Matrix3& toSRGB() const override { requireMatrix(); }
-  const Matrix3& fromSRGB() const override { requireMatrix(); }
-  const ColorCurve& curve(int) const override { requireMatrix(); }
 
  private:
-  Model model_;
-  std::string name_;
-  Data profile_;
   TransformPtr transform_;  // without a cache: safe to share
 };
 
@@ -210,8 +191,8 @@ void TransformColorSpace::toLinear(const float* components, float* rgb, size_t n
   constexpr size_t kBlock = 256;
   float values[kBlock * 4];
   const size_t count = static_cast<size_t>(componentCount());
-  const bool lab = model_ == Model::lab;
-  const float scale = model_ == Model::cmyk ? 100 : 1;
+  const bool lab = model() == Model::lab;
+  const float scale = model() == Model::cmyk ? 100 : 1;
   for (size_t done = 0; done < n; done += kBlock) {
     const size_t pixels = std::min(kBlock, n - done);
     for (size_t i = 0; i < pixels * count; ++i) {

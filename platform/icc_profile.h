@@ -20,7 +20,4 @@ struct ProfileCurve {
 Data makeRGBProfile(const char* name, const Primaries& primaries, const ProfileCurve& curve);
 Data makeGrayProfile(const char* name, const ProfileCurve& curve);
 
-// Throws: what a matrix alone can do was asked of another space.
-[[noreturn]] void requireMatrix();
-
 }  // namespace vello

@@ -97,6 +97,7 @@ struct TiffTags {
       case PHOTOMETRIC_MINISBLACK:
       case PHOTOMETRIC_MINISWHITE:
         return 1;
+      case PHOTOMETRIC_CIELAB:
       case PHOTOMETRIC_RGB:
         return 3;
       case PHOTOMETRIC_SEPARATED:
@@ -108,6 +109,9 @@ struct TiffTags {
   // Samples we take as they are; everything else goes through the library's conversion to 8-bit RGBA.
   bool direct() const {
     if (colors() == 0 || samples < colors()) return false;
+    if (photometric == PHOTOMETRIC_CIELAB) {
+      return (format == SAMPLEFORMAT_UINT || format == SAMPLEFORMAT_INT) && (bits == 8 || bits == 16);
+    }
     if (format == SAMPLEFORMAT_IEEEFP) return bits == 16 || bits == 32 || bits == 64;
     if (format != SAMPLEFORMAT_UINT) return false;
     return bits == 8 || bits == 16 || (samples == 1 && (bits == 1 || bits == 2 || bits == 4));
@@ -134,6 +138,7 @@ class SampleCopier {
   SampleCopier(const TiffTags& tags, DecodedImage& image)
       : tags_(tags),
         inverted_(tags.photometric == PHOTOMETRIC_MINISWHITE),
+        lab_(tags.photometric == PHOTOMETRIC_CIELAB),
         step_(image.layout.bytesPerPixel()),
         bytes_(image.layout.bitsPerComponent / 8) {}
 
@@ -141,18 +146,20 @@ class SampleCopier {
   void copy(const uint8_t* from, int stride, int sample, int64_t n, int channel, uint8_t* to) const {
     to += channel * bytes_;
     const bool invert = inverted_ && channel == 0;
+    const bool opponent = lab_ && (channel == 1 || channel == 2);  // a* or b*, signed
     if (tags_.format == SAMPLEFORMAT_IEEEFP) return copyFloats(from, stride, sample, n, invert, to);
     const int64_t first = sample;
     if (tags_.bits == 8) {
       for (int64_t i = 0; i < n; ++i, to += step_) {
         const uint8_t value = from[i * stride + first];
-        *to = invert ? static_cast<uint8_t>(255 - value) : value;
+        *to = invert ? static_cast<uint8_t>(255 - value) : opponent ? value ^ 0x80 : value;
       }
     } else if (tags_.bits == 16) {
       for (int64_t i = 0; i < n; ++i, to += step_) {
         uint16_t value;
         std::memcpy(&value, from + 2 * (i * stride + first), 2);
         if (invert) value = static_cast<uint16_t>(65535 - value);
+        if (opponent) value = opponent16(value);
         std::memcpy(to, &value, 2);
       }
     } else {
@@ -161,6 +168,11 @@ class SampleCopier {
   }
 
  private:
+  // 256ths of a signed unit to our (unit + 128) / 255.
+  static uint16_t opponent16(uint16_t value) {
+    const int64_t shifted = value ^ 0x8000;
+    return static_cast<uint16_t>(std::min<int64_t>((shifted * 65535 + 32640) / 65280, 65535));
+  }
   void copyPacked(const uint8_t* from, int64_t n, bool invert, uint8_t* to) const {
     const int bits = tags_.bits, largest = (1 << bits) - 1, perByte = 8 / bits;
     for (int64_t i = 0; i < n; ++i, to += step_) {
@@ -190,7 +202,7 @@ class SampleCopier {
   }
 
   const TiffTags& tags_;
-  bool inverted_;
+  bool inverted_, lab_;
   int64_t step_, bytes_;
 };
 
@@ -286,6 +298,7 @@ std::string readDirect(TIFF* tiff, const TiffTags& tags, const DecodeRequest& re
     // Floating point pictures without a profile hold light.
     image.untaggedSpace = ColorSpace::named(tags.colors() == 1 ? "linear gray" : "linear sRGB");
   }
+  if (tags.photometric == PHOTOMETRIC_CIELAB) image.untaggedSpace = ColorSpace::named("CIE Lab");
   image.allocate();
   return DirectReader(tiff, tags, std::move(samples), image).read(request.limits);
 }

@@ -144,6 +144,45 @@ TEST_P(EveryTiff, IsReadRight) {
 INSTANTIATE_TEST_SUITE_P(Tiffs, EveryTiff, ::testing::ValuesIn(kTiffRows),
                          [](const auto& row) { return std::string(row.param.name); });
 
+// Spaces that few programs write.
+TEST(OtherTiff, LabAndLumaBecomeLight) {
+  struct Row {
+    const char* name;
+    uint16_t photometric, bits, pixel[3];
+    float expected[3];  // encoded in sRGB, of 255
+  };
+  const Row rows[] = {
+      {"Lab white", PHOTOMETRIC_CIELAB, 8, {255, 0, 0}, {255, 255, 255}},
+      {"Lab grey, 16 bit", PHOTOMETRIC_CIELAB, 16, {35127, 0, 0}, {128, 128, 128}},  // L* 53.6
+      // L* 53.24, a* 80.09, b* 67.20 is sRGB's red under D65; 54.29, 80.81, 69.89 under D50.
+      {"Lab red, 16 bit", PHOTOMETRIC_CIELAB, 16, {35579, 20687, 17892}, {255, 0, 0}},
+      {"luma grey", PHOTOMETRIC_YCBCR, 8, {128, 128, 128}, {128, 128, 128}},
+      {"luma red", PHOTOMETRIC_YCBCR, 8, {76, 85, 255}, {254, 0, 0}},
+  };
+  const TemporaryFolder folder;
+  for (const Row& row : rows) {
+    TIFF* tiff = TIFFOpen(folder.file("a.tif").c_str(), "w");
+    TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, 1);
+    TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, 1);
+    TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, row.bits);
+    TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 3);
+    TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, row.photometric);
+    TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+    if (row.photometric == PHOTOMETRIC_YCBCR) TIFFSetField(tiff, TIFFTAG_YCBCRSUBSAMPLING, 1, 1);
+    uint16_t wide[3] = {row.pixel[0], row.pixel[1], row.pixel[2]};
+    uint8_t narrow[3];
+    for (int k = 0; k < 3; ++k) narrow[k] = static_cast<uint8_t>(row.pixel[k]);
+    TIFFWriteScanline(tiff, row.bits == 8 ? static_cast<void*>(narrow) : wide, 0);
+    TIFFClose(tiff);
+    const ImageReadResult result = readImageFile(folder.file("a.tif"));
+    ASSERT_TRUE(result.ok()) << row.name << ": " << result.error;
+    EXPECT_FALSE(result.info.hasAlpha);
+    float rgb[3], alpha;
+    PixelReader(result.bitmap).readLinear(0, 0, 1, {&rgb[0], &rgb[1], &rgb[2], &alpha});
+    for (int k = 0; k < 3; ++k) EXPECT_NEAR(sRGBEncode(rgb[k]) * 255, row.expected[k], 1.2) << row.name << k;
+  }
+}
+
 TEST(FloatTiff, HoldsLight) {
   const TemporaryFolder folder;
   TIFF* tiff = TIFFOpen(folder.file("a.tif").c_str(), "w");
