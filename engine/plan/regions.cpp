@@ -18,6 +18,10 @@ struct Box {
   }
 };
 
+// Beyond this many samples the whole input is asked for: finding out what they read would take seconds, and
+// the render is refused for its size anyway unless the machine is very large.
+constexpr double kMostMoves = 1e8;
+
 bool isWarp(const Step& step) { return step.ops && step.ops->kind == Kind::warp; }
 
 // Places that no sample lies near do not widen the box.
@@ -40,6 +44,7 @@ IndexRect movedBox(const Step& step, const IndexRect& r) {
       }
     return gridBox(edge, box.u0, box.v0, box.u1, box.v1);
   }
+  if (r.area() > kMostMoves) return edge.valid;
   GridRun run;
   for (int64_t j = r.y0; j < r.y1; ++j)
     for (int64_t i = r.x0; i < r.x1; i += kRunLength) {
