@@ -11,8 +11,11 @@ namespace vello {
 namespace {
 
 constexpr double kNumberLimit = 1e30;
+constexpr double kColorLimit = 1e15;  // light times alpha is finite too
 
-double finite(double v) { return std::isnan(v) ? 0 : std::clamp(v, -kNumberLimit, kNumberLimit); }
+double finite(double v, double limit = kNumberLimit) {
+  return std::isnan(v) ? 0 : std::clamp(v, -limit, limit);
+}
 
 }  // namespace
 
@@ -64,9 +67,9 @@ Px Values::color(const char* key) const {
   for (int i = 0; i < 3; ++i) {
     const double* row = workingMatrix_ ? workingMatrix_ + 3 * i : nullptr;
     const double mixed = row ? row[0] * linear[0] + row[1] * linear[1] + row[2] * linear[2] : linear[i];
-    out[i] = static_cast<float>(finite(mixed));
+    out[i] = static_cast<float>(finite(mixed, kColorLimit));
   }
-  return {out[0], out[1], out[2], static_cast<float>(finite(color->alpha()))};
+  return {out[0], out[1], out[2], static_cast<float>(finite(color->alpha(), kColorLimit))};
 }
 
 Px Values::premultiplied(const char* key) const {

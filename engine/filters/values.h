@@ -30,7 +30,8 @@ class Values {
   // A rectangle given as a vector (x, y, width, height), components kept finite. One that reaches beyond the
   // infinite extent on every side is the infinite extent.
   CGRect rect(const char* key) const;
-  // The colour in linear light of the working space, straight alpha.
+  // The colour in linear light of the working space, straight alpha; components are kept within +-1e15, so
+  // that products of two are finite.
   Px color(const char* key) const;
   // The same, premultiplied.
   Px premultiplied(const char* key) const;
