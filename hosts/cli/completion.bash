@@ -33,7 +33,7 @@ _vello() {
       fi ;;
     filter)
       if [[ $cur == -* ]]; then
-        _vello_words '-o --output -p --parameter --extent --depth --help'
+        _vello_words '-o --output -p --parameter --extent --depth --manage-colors --help'
       elif [ "$COMP_CWORD" -eq 2 ]; then
         _vello_words "$(_vello_filter_names)"
       else

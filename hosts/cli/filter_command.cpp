@@ -22,15 +22,17 @@ constexpr const char* kValueForms =
     "Pictures lie with their lower left corner at the origin, y upwards, in pixels.\n"
     "The result has the rectangle of the input picture. A filter that makes its own picture is written "
     "whole;\n"
-    "one without bounds needs --extent. Resolution, profile and metadata are those of the input picture; "
-    "the\n"
-    "colour space is the input's when it is RGB, else sRGB. JPEG results are composited over white.\n"
+    "one without bounds needs --extent. Resolution, profile and metadata are those of the input picture.\n"
+    "The filter works on the numbers in the file, taken as sRGB whatever profile an RGB picture carries;\n"
+    "--manage-colors converts them by their profiles first, as \"vello render\" does. JPEG results are\n"
+    "composited over white.\n"
     "Example: vello filter CIGaussianBlur photo.tif -o soft.tif -p inputRadius=4";
 
 struct FilterArguments {
   std::string name, input, output, extent;
   std::vector<std::string> parameters;
   std::optional<int> depth;
+  bool manageColors = false;
 };
 
 // A message and the status it ends the program with; kDone goes on.
@@ -41,25 +43,31 @@ struct Outcome {
 
 using Pictures = std::map<std::string, ImageReadResult>;
 
-Outcome setPicture(CIFilter& filter, const InputAttributes& input, const std::string& text,
+// The picture as the filter is to see it.
+CIImage inputImage(const Bitmap& bitmap, bool manageColors) {
+  const bool asNumbers = !manageColors && bitmap.space()->model() == ColorSpace::Model::rgb;
+  return CIImage::imageWithBitmap(asNumbers ? taggedAs(bitmap, ColorSpace::sRGB()) : bitmap);
+}
+
+Outcome setPicture(CIFilter& filter, const InputAttributes& input, const std::string& text, bool manageColors,
                    Pictures& pictures) {
   if (text.empty() || text.front() != '@')
     return {wrongUsage(input.key + ": \"" + text + "\" is not " + expectedForm(input))};
   ImageReadResult read = readImageFile(text.substr(1));
   if (!read.ok()) return {failure(read.error)};
   for (const std::string& told : read.warnings) warning(told);
-  filter.setValueForKey(CIImage::imageWithBitmap(read.bitmap), input.key);
+  filter.setValueForKey(inputImage(read.bitmap, manageColors), input.key);
   pictures[input.key] = std::move(read);
   return {};
 }
 
-Outcome setParameter(CIFilter& filter, const std::string& parameter, Pictures& pictures) {
+Outcome setParameter(CIFilter& filter, const std::string& parameter, bool manageColors, Pictures& pictures) {
   const size_t equals = parameter.find('=');
   if (equals == std::string::npos) return {wrongUsage("\"" + parameter + "\" is not key=value")};
   const std::string key = parameter.substr(0, equals), text = parameter.substr(equals + 1);
   const InputAttributes* input = filter.attributes().input(key);
   if (!input) return {wrongUsage(unknownInput(filter.attributes(), key))};
-  if (input->className == "CIImage") return setPicture(filter, *input, text, pictures);
+  if (input->className == "CIImage") return setPicture(filter, *input, text, manageColors, pictures);
   const ParsedValue value = parseValue(*input, text);
   if (!value.ok()) return {wrongUsage(key + ": " + value.error)};
   filter.setValueForKey(value.value, key);
@@ -71,7 +79,9 @@ Outcome setParameters(CIFilter& filter, const FilterArguments& arguments, Pictur
   std::vector<std::string> parameters = arguments.parameters;
   if (!arguments.input.empty()) parameters.push_back(std::string(kCIInputImageKey) + "=@" + arguments.input);
   for (const std::string& parameter : parameters)
-    if (const Outcome outcome = setParameter(filter, parameter, pictures); !outcome.ok()) return outcome;
+    if (const Outcome outcome = setParameter(filter, parameter, arguments.manageColors, pictures);
+        !outcome.ok())
+      return outcome;
   return {};
 }
 
@@ -131,7 +141,7 @@ PictureRequest requestFor(const FilterArguments& arguments, const ImageReadResul
   PictureRequest request;
   request.format = format;
   request.depth = resultDepth(arguments.depth, source ? source->info.bitsPerComponent : 8, format);
-  request.space = source ? resultSpace(source->bitmap) : ColorSpace::sRGB();
+  request.space = source && arguments.manageColors ? resultSpace(source->bitmap) : ColorSpace::sRGB();
   request.keepAlpha = source && source->info.hasAlpha;
   return request;
 }
@@ -143,13 +153,16 @@ int renderAndWrite(const FilterArguments& arguments, PictureRequest request, con
     progress.update(0, done);
     return !interrupted();
   };
-  const Picture picture = renderPicture(request);
+  Picture picture = renderPicture(request);
   progress.finish();
   if (interrupted()) return kInterrupted;
   if (!picture.ok()) return failure(arguments.name + ": " + picture.error);
   ImageWriteOptions options;
   options.format = request.format;
   if (source) options.metadata = source->metadata;
+  // What was computed on plain numbers goes on under the profile they came with.
+  if (source && !arguments.manageColors)
+    picture.bitmap = taggedAs(picture.bitmap, resultSpace(source->bitmap));
   const auto problem = writeImageFile(arguments.output, picture.bitmap, options);
   return problem ? failure(*problem) : interrupted() ? kInterrupted : kDone;
 }
@@ -207,6 +220,8 @@ void addFilterCommand(CommandLine& line) {
                       "x,y,width,height: the rectangle of the result, in pixels, y upwards");
   command->add_option("--depth", arguments->depth, "Bits per component, 8 or 16; else as the input")
       ->check(CLI::IsMember({8, 16}));
+  command->add_flag("--manage-colors", arguments->manageColors,
+                    "Convert pictures by their profiles instead of taking their numbers as sRGB");
   command->callback([&line, arguments] { line.run = [arguments] { return runFilter(*arguments); }; });
 }
 

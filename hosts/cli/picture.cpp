@@ -90,6 +90,11 @@ ColorSpacePtr resultSpace(const Bitmap& bitmap) {
   return writable ? space : ColorSpace::sRGB();
 }
 
+Bitmap taggedAs(const Bitmap& bitmap, const ColorSpacePtr& space) {
+  const auto owner = std::make_shared<const Bitmap>(bitmap);
+  return {bitmap.layout(), space, owner, owner->row(0)};
+}
+
 int resultDepth(const std::optional<int>& asked, int sourceBits, ImageFormat format) {
   if (!canHold16Bits(format)) return 8;
   return asked.value_or(sourceBits > 8 ? 16 : 8);

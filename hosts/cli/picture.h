@@ -36,6 +36,9 @@ Picture renderPicture(const PictureRequest& request);
 // else sRGB.
 ColorSpacePtr resultSpace(const Bitmap& bitmap);
 
+// The same pixels, said to be in another space.
+Bitmap taggedAs(const Bitmap& bitmap, const ColorSpacePtr& space);
+
 // Bits per component: as asked for, else as deep as the source, within what the format can hold.
 int resultDepth(const std::optional<int>& asked, int sourceBits, ImageFormat format);
 // What is wrong with asking for `depth` in `format`, or nothing.

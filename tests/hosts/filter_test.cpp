@@ -132,6 +132,22 @@ TEST(FilterCommand, ColorSpaceIsTheInputsWhenItIsRGB) {
   }
 }
 
+TEST(FilterCommand, NumbersAreTakenAsSRGBUnlessColorsAreManaged) {
+  const Folder folder;
+  const auto same = [](ColorSpacePtr space) { return noise({5, 4, 8, 3, std::move(space)}); };
+  writePicture(folder / "p3.png", same(ColorSpace::named("Display P3")));
+  writePicture(folder / "srgb.png", same(ColorSpace::sRGB()));
+  const auto sepia = [&](const char* input, const std::vector<std::string>& more) {
+    std::vector<std::string> arguments{"filter", "CISepiaTone", folder / input, "-o", folder / "o.png"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    EXPECT_EQ(vello(arguments).status, 0);
+    return pixels(readPicture(folder / "o.png").bitmap);
+  };
+  EXPECT_EQ(sepia("p3.png", {}), sepia("srgb.png", {}));
+  EXPECT_EQ(sepia("srgb.png", {"--manage-colors"}), sepia("srgb.png", {}));
+  EXPECT_NE(sepia("p3.png", {"--manage-colors"}), sepia("p3.png", {}));
+}
+
 TEST(FilterCommand, JpegLiesOnWhite) {
   const Folder folder;
   ASSERT_EQ(
