@@ -1,9 +1,13 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <tiffio.h>
+#include <unistd.h>
 
 #include <algorithm>
 
 #include "platform/image_codecs/exif.h"
+#include "platform/image_codecs/tiff_metadata.h"
 #include "platform/image_file.h"
 #include "tests/platform/test_images.h"
 
@@ -176,6 +180,57 @@ TEST(ImageMetadata, TooLongForJPEGIsLeftOutWithAWarning) {
   ASSERT_EQ(writeImageFile(folder.file("a"), gradient(4, 4), options, &warnings), std::nullopt);
   ASSERT_EQ(warnings.size(), 1u);
   EXPECT_THAT(warnings[0], ::testing::HasSubstr("XMP"));
+}
+
+void writeTiny(const std::string& path, const char* mode) {
+  TIFF* tiff = TIFFOpen(path.c_str(), mode);
+  for (const auto& [tag, value] : {std::pair{TIFFTAG_IMAGEWIDTH, 2},
+                                   {TIFFTAG_IMAGELENGTH, 1},
+                                   {TIFFTAG_BITSPERSAMPLE, 8},
+                                   {TIFFTAG_SAMPLESPERPIXEL, 1},
+                                   {TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK}}) {
+    TIFFSetField(tiff, static_cast<uint32_t>(tag), value);
+  }
+  TIFFSetField(tiff, TIFFTAG_XRESOLUTION, 1.0);
+  TIFFSetField(tiff, TIFFTAG_YRESOLUTION, 1.0);
+  uint8_t row[2] = {7, 9};
+  TIFFWriteScanline(tiff, row, 0);
+  TIFFClose(tiff);
+}
+
+TEST(TiffMetadata, IsAddedToEveryKindOfFile) {
+  const TemporaryFolder folder;
+  const std::string path = folder.file("a.tif");
+  for (const char* mode : {"wl", "wb", "wl8", "wb8"}) {
+    writeTiny(path, mode);
+    ImageMetadata metadata{299.97, 72, ExifWriter(true).make(), iptcBlock(), text("<x/>")};
+    const Data profile = ColorSpace::named("generic gray")->profile();
+    const int descriptor = open(path.c_str(), O_RDWR);
+    EXPECT_EQ(addTiffMetadata(descriptor, metadata, profile), "");
+    close(descriptor);
+    const ImageReadResult result = readImageFile(path);
+    ASSERT_TRUE(result.ok()) << mode << ": " << result.error;
+    EXPECT_EQ(testing::component(result.bitmap, 1, 0, 0), 9) << mode;
+    EXPECT_EQ(result.bitmap.space()->profile(), profile) << mode;
+    EXPECT_EQ(result.metadata.iptc, metadata.iptc) << mode;
+    EXPECT_EQ(result.metadata.xmp, metadata.xmp) << mode;
+    EXPECT_EQ(result.metadata.dpiX, 299.97) << mode;
+    EXPECT_TRUE(contains(result.metadata.exif, text("Test Camera"))) << mode;
+    EXPECT_TRUE(contains(result.metadata.exif, text("2024:05:06 07:08:09"))) << mode;
+  }
+}
+
+TEST(TiffMetadata, CaptionsWrittenAsNumbersLoseTheirPadding) {
+  for (const bool swapped : {false, true}) {
+    Bytes padded = iptcBlock();
+    padded.resize((padded.size() + 3) / 4 * 4);
+    for (size_t i = 0; swapped && i < padded.size(); i += 4) {
+      std::reverse(padded.begin() + static_cast<long>(i), padded.begin() + static_cast<long>(i) + 4);
+    }
+    TiffDirectory directory;
+    directory.values[33723] = {tiff_type::kLong, padded.size() / 4, padded, 0};
+    EXPECT_EQ(readTiffMetadata(directory).iptc, iptcBlock()) << swapped;
+  }
 }
 
 // A B C over D E F, as the Exif standard's eight orientations show it.
