@@ -43,8 +43,9 @@ std::string limitExceeded(const PropertyListArray& boxes) {
 
 ChainTextResult readChainText(std::string_view text) {
   if (text.size() > kMaxChainBytes) return {{}, beyond("bytes", text.size(), kMaxChainBytes)};
-  PropertyListResult read = readPropertyList({reinterpret_cast<const uint8_t*>(text.data()), text.size()},
-                                             {.bytes = kMaxChainBytes, .depth = kMaxChainDepth});
+  PropertyListResult read =
+      readPropertyList({reinterpret_cast<const uint8_t*>(text.data()), text.size()},
+                       {.bytes = kMaxChainBytes, .depth = kMaxChainDepth, .values = kMaxChainValues});
   if (!read.ok()) return {{}, std::move(read.error)};
   const PropertyListArray* boxes = read.value.array();
   if (!boxes) return {{}, "the property list is not an array"};
