@@ -3,6 +3,7 @@
 
 #include <exception>
 #include <new>
+#include <string>
 
 #include "platform/exception.h"
 #include "platform/log.h"
@@ -19,13 +20,25 @@ inline void logFailure(const char* function, const char* reason) {
   }
 }
 
+// The reason and what it is about, such as the name of a filter. A chain may name anything: cut short.
+inline void logFailure(const char* function, const KPException& exception) {
+  constexpr size_t kLongest = 200;
+  try {
+    std::string reason = exception.reason();
+    for (const PropertyListMember& member : exception.userInfo().members())
+      if (member.value.string()) reason += ": " + member.value.string()->substr(0, kLongest);
+    logFailure(function, reason.c_str());
+  } catch (...) {
+  }
+}
+
 // What `work` returns, or `otherwise` when it raises, with one log line.
 template <class Result, class Work>
 Result guarded(const char* function, Result otherwise, Work work) noexcept {
   try {
     return work();
   } catch (const KPException& e) {
-    logFailure(function, e.what());
+    logFailure(function, e);
   } catch (const std::bad_alloc&) {
     logFailure(function, "memory is short");
   } catch (const std::exception& e) {
