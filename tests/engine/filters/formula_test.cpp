@@ -97,6 +97,7 @@ struct Row {
   Formula formula;
   double tolerance = 2e-5;
 };
+void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
 
 // Colour at (x + 1/2, y + 1/2) as a kernel sees it.
 Formula point(std::function<Color(Color)> f) {
