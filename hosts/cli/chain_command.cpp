@@ -105,7 +105,7 @@ void addFileCommand(CommandLine& line, CLI::App& chain, const char* name, const 
                     int (*run)(const std::string&)) {
   const auto path = std::make_shared<std::string>();
   CLI::App* command = chain.add_subcommand(name, purpose);
-  command->add_option("FILE", *path, kChainFile)->required();
+  command->add_option("FILE", *path, kChainFile)->required()->type_name("");
   command->callback([&line, path, run] { line.run = [path, run] { return run(*path); }; });
 }
 
@@ -114,10 +114,14 @@ void addNewCommand(CommandLine& line, CLI::App& chain) {
   CLI::App* command = chain.add_subcommand("new", "Write a chain of filters");
   command->footer(kNewForms);
   command->add_option("--for", arguments->picture, "The picture it is made for, or its size as 1920x1080")
-      ->required();
+      ->required()
+      ->type_name("INPUT|WxH");
   command->add_option("NAME", arguments->filters, "Filters with their values: NAME[:key=value]...")
-      ->required();
-  command->add_option("-o,--output", arguments->output, "The chain; - is standard output")->required();
+      ->required()
+      ->type_name("");
+  command->add_option("-o,--output", arguments->output, "The chain; - is standard output")
+      ->required()
+      ->type_name("FILE");
   command->callback([&line, arguments] { line.run = [arguments] { return newChain(*arguments); }; });
 }
 

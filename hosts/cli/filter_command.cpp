@@ -209,17 +209,20 @@ void addFilterCommand(CommandLine& line) {
   const auto arguments = std::make_shared<FilterArguments>();
   CLI::App* command = line.parser.add_subcommand("filter", "Apply one filter");
   command->footer(kValueForms);
-  command->add_option("NAME", arguments->name, "The filter, as CIGaussianBlur")->required();
-  command->add_option("INPUT", arguments->input, "The picture: short for -p inputImage=@INPUT");
-  command->add_option("-o,--output", arguments->output, "The result: .tif, .png or .jpg")->required();
-  command
-      ->add_option("-p,--parameter", arguments->parameters,
-                   "key=value: the value of an input; may be repeated")
+  command->add_option("NAME", arguments->name, "The filter, as CIGaussianBlur")->required()->type_name("");
+  command->add_option("INPUT", arguments->input, "The picture: short for -p inputImage=@INPUT")
+      ->type_name("");
+  command->add_option("-o,--output", arguments->output, "The result: .tif, .png or .jpg")
+      ->required()
+      ->type_name("OUT");
+  command->add_option("-p,--parameter", arguments->parameters, "The value of an input; may be repeated")
+      ->type_name("key=value")
       ->allow_extra_args(false);
-  command->add_option("--extent", arguments->extent,
-                      "x,y,width,height: the rectangle of the result, in pixels, y upwards");
-  command->add_option("--depth", arguments->depth, "Bits per component, 8 or 16; else as the input")
-      ->check(CLI::IsMember({8, 16}));
+  command->add_option("--extent", arguments->extent, "The rectangle of the result, in pixels, y upwards")
+      ->type_name("x,y,w,h");
+  command->add_option("--depth", arguments->depth, "Bits per component; else as the input")
+      ->type_name("8|16")
+      ->check(CLI::IsMember({8, 16}).description(""));
   command->add_flag("--manage-colors", arguments->manageColors,
                     "Convert pictures by their profiles instead of taking their numbers as sRGB");
   command->callback([&line, arguments] { line.run = [arguments] { return runFilter(*arguments); }; });

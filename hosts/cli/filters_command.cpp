@@ -38,13 +38,16 @@ int describeFilter(const FiltersArguments& arguments) {
 void addFiltersCommand(CommandLine& line) {
   const auto arguments = std::make_shared<FiltersArguments>();
   CLI::App* command = line.parser.add_subcommand("filters", "List the filters, or describe one");
-  command->add_option("NAME", arguments->name, "Describe this filter with all its inputs");
-  command->add_option("--category", arguments->category,
-                      "Only filters of this category, as Blur or CICategoryBlur");
-  command->add_flag(
-      "--json", arguments->json,
-      "An array of objects: name, displayName, categories, inputs (key, displayName, class, type, "
-      "default, identity, min, max, sliderMin, sliderMax)");
+  command->add_option("NAME", arguments->name, "Describe this filter with all its inputs")->type_name("");
+  command
+      ->add_option("--category", arguments->category,
+                   "Only filters of this category, as Blur or CICategoryBlur")
+      ->type_name("C");
+  command->add_flag("--json", arguments->json, "As JSON: an array of objects");
+  command->footer(
+      "Keys of the JSON objects: name, displayName, categories, inputs; of an input: key, displayName, "
+      "class, type,\n"
+      "default, identity, min, max, sliderMin, sliderMax. What an input does not have is left out.");
   command->callback([&line, arguments] {
     line.run = [arguments] {
       return arguments->name.empty() ? listFilters(*arguments) : describeFilter(*arguments);

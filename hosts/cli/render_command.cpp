@@ -192,20 +192,33 @@ void addRenderCommand(CommandLine& line) {
   const auto arguments = std::make_shared<RenderArguments>();
   CLI::App* command = line.parser.add_subcommand("render", "Render pictures through a filter chain");
   command->footer(kDetails);
-  command->add_option("INPUT", arguments->inputs, "The pictures: TIFF, PNG, JPEG or WebP")->required();
-  command->add_option("--chain", arguments->chain, "The chain; - is standard input")->required();
-  command->add_option("-o,--output", arguments->output, "The result, of one picture: .tif, .png or .jpg");
-  command->add_option("--out-dir", arguments->outputFolder,
-                      "The folder of the results, made if need be; they keep their inputs' names");
-  command->add_option("--format", arguments->format, "tiff, png or jpeg; else by the name, or as the input")
-      ->check(CLI::IsMember({"tiff", "png", "jpeg"}));
-  command->add_option("--depth", arguments->depth, "Bits per component, 8 or 16; else as the input")
-      ->check(CLI::IsMember({8, 16}));
+  command->add_option("INPUT", arguments->inputs, "The pictures: TIFF, PNG, JPEG or WebP")
+      ->required()
+      ->type_name("");
+  command->add_option("--chain", arguments->chain, "The chain; - is standard input")
+      ->required()
+      ->type_name("FILE");
+  command->add_option("-o,--output", arguments->output, "The result, of one picture: .tif, .png or .jpg")
+      ->type_name("OUT");
+  command
+      ->add_option("--out-dir", arguments->outputFolder,
+                   "The folder of the results, made if need be; they keep their inputs' names")
+      ->type_name("DIR");
+  command->add_option("--format", arguments->format, "Else by the result's name, or as the input")
+      ->type_name("tiff|png|jpeg")
+      ->check(CLI::IsMember({"tiff", "png", "jpeg"}).description(""));
+  command->add_option("--depth", arguments->depth, "Bits per component; else as the input")
+      ->type_name("8|16")
+      ->check(CLI::IsMember({8, 16}).description(""));
   command->add_option("--quality", arguments->quality, "Of JPEG, 1 to 100; else 90")
-      ->check(CLI::Range(1, 100));
+      ->type_name("N")
+      ->check(CLI::Range(1, 100).description(""));
   command->add_option("--dpi", arguments->dpi, "Resolution to record; else as the input")
-      ->check(CLI::Range(1.0, 100000.0));
-  command->add_option("--jobs", arguments->jobs, "Pictures at once; else 1")->check(CLI::Range(1, 256));
+      ->type_name("N")
+      ->check(CLI::Range(1.0, 100000.0).description(""));
+  command->add_option("--jobs", arguments->jobs, "Pictures at once, 1 to 256; else 1")
+      ->type_name("N")
+      ->check(CLI::Range(1, 256).description(""));
   command->add_flag("--verbose", arguments->verbose, "Tell times and peak memory");
   command->callback([&line, arguments] { line.run = [arguments] { return runRender(*arguments); }; });
 }

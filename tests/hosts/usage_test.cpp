@@ -24,6 +24,8 @@ TEST(Usage, WrongArgumentsAreStatus2WithAReason) {
   } rows[] = {
       {"nothing", {}, "subcommand"},
       {"unknown command", {"rendr", a}, "rendr"},
+      {"unknown command of a command", {"chain", "mend", c}, "mend"},
+      {"unknown option", {"render", a, "--chain", c, "-o", o, "--fast"}, "--fast"},
       {"no chain", {"render", a, "-o", o}, "--chain"},
       {"no output", {"render", a, "--chain", c}, "--out-dir"},
       {"two outputs", {"render", a, "--chain", c, "-o", o, "--out-dir", folder / "d"}, "--out-dir"},
