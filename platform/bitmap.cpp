@@ -79,7 +79,7 @@ Bitmap::Bitmap(const PixelLayout& layout, ColorSpacePtr space, std::shared_ptr<c
   assert(layout_.alpha == AlphaInfo::only || space_->componentCount() == layout_.colorComponents());
 }
 
-Bitmap::Bitmap(const PixelLayout& layout, ColorSpacePtr space, Data data)
+Bitmap::Bitmap(const PixelLayout& layout, ColorSpacePtr space, const Data& data)
     : Bitmap(layout, std::move(space), std::make_shared<const Data>(data), data.data()) {}
 
 }  // namespace vello

@@ -60,7 +60,7 @@ class Bitmap {
   // `owner` keeps `bytes` alive.
   Bitmap(const PixelLayout& layout, ColorSpacePtr space, std::shared_ptr<const void> owner,
          const uint8_t* bytes);
-  Bitmap(const PixelLayout& layout, ColorSpacePtr space, Data data);
+  Bitmap(const PixelLayout& layout, ColorSpacePtr space, const Data& data);
 
   bool empty() const { return bytes_ == nullptr; }
   int64_t width() const { return layout_.width; }

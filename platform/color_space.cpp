@@ -93,7 +93,7 @@ MatrixColorSpace::MatrixColorSpace(std::string name, Data profile, std::array<Cu
       toSRGB_(toSRGB),
       fromSRGB_(inverse(toSRGB)) {}
 
-MatrixColorSpace::MatrixColorSpace(std::string name, Data profile, CurvePtr curve)
+MatrixColorSpace::MatrixColorSpace(std::string name, Data profile, const CurvePtr& curve)
     : model_(Model::gray),
       name_(std::move(name)),
       profile_(std::move(profile)),

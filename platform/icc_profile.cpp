@@ -171,9 +171,9 @@ ColorSpacePtr readMatrixSpace(cmsHPROFILE profile, ColorSpace::Model model, cons
   if (cmsGetPCS(profile) != cmsSigXYZData || hasTables(profile)) return nullptr;
   if (model == ColorSpace::Model::rgb) return readMatrixRGB(profile, bytes);
   if (model != ColorSpace::Model::gray) return nullptr;
-  CurvePtr curve = readCurve(profile, cmsSigGrayTRCTag);
+  const CurvePtr curve = readCurve(profile, cmsSigGrayTRCTag);
   if (!curve) return nullptr;
-  return std::make_shared<MatrixColorSpace>(descriptionOf(profile), bytes, std::move(curve));
+  return std::make_shared<MatrixColorSpace>(descriptionOf(profile), bytes, curve);
 }
 
 // Everything that only Little CMS can convert, and only to light.

@@ -17,7 +17,7 @@ class MatrixColorSpace final : public ColorSpace {
   // RGB: `toSRGB` takes its linear light to linear sRGB primaries. The curves must be increasing.
   MatrixColorSpace(std::string name, Data profile, std::array<CurvePtr, 3> curves, const Matrix3& toSRGB);
   // Grey.
-  MatrixColorSpace(std::string name, Data profile, CurvePtr curve);
+  MatrixColorSpace(std::string name, Data profile, const CurvePtr& curve);
 
   Model model() const override { return model_; }
   const Data& profile() const override { return profile_; }

@@ -225,8 +225,9 @@ void PixelReader::State::straightLightByTransform(const uint8_t* p, int n, Plana
     }
   }
   bitmap.space()->toLinear(components, rgb, static_cast<size_t>(n));
-  for (int i = 0; i < n; ++i) {
-    out.r[i] = rgb[3 * i], out.g[i] = rgb[3 * i + 1], out.b[i] = rgb[3 * i + 2];
+  const float* light = rgb;
+  for (int i = 0; i < n; ++i, light += 3) {
+    out.r[i] = light[0], out.g[i] = light[1], out.b[i] = light[2];
   }
 }
 
@@ -272,7 +273,7 @@ ColorSpacePtr encodedSpaceOf(const Bitmap& bitmap) {
 
 }  // namespace
 
-PixelReader::PixelReader(Bitmap bitmap, ColorSpacePtr working) {
+PixelReader::PixelReader(Bitmap bitmap, const ColorSpacePtr& working) {
   ColorSpacePtr encoded = encodedSpaceOf(bitmap);
   state_ = std::make_unique<const State>(std::move(bitmap), std::move(encoded), working);
 }
@@ -341,7 +342,9 @@ bool isOpaque(const float* alpha, int n) {
 // 0..1 to the nearest of 0..largest; NaN is 0.
 inline unsigned nearest(double value, double largest) {
   const double scaled = value * largest;
-  return static_cast<unsigned>((scaled > 0 ? std::min(scaled, largest) : 0) + 0.5);
+  const double clamped = scaled > 0 ? std::min(scaled, largest) : 0;
+  // Never negative, and far from where adding a half is not exact.
+  return static_cast<unsigned>(clamped + 0.5);  // NOLINT(bugprone-incorrect-roundings)
 }
 
 }  // namespace
@@ -389,8 +392,7 @@ void PixelWriter::State::writeAlpha(const float* alpha, int n, uint8_t* p) const
   const bool skipped = !layout.hasAlpha();
   if (layout.bitsPerComponent == 8) {
     for (int i = 0; i < n; ++i, p += step) {
-      const float scaled = (skipped ? 1 : alpha[i]) * 255;
-      *p = static_cast<uint8_t>(static_cast<int>((scaled > 0 ? std::min(scaled, 255.0f) : 0) + 0.5f));
+      *p = static_cast<uint8_t>(nearest(skipped ? 1 : alpha[i], 255));
     }
     return;
   }
@@ -418,7 +420,7 @@ void PixelWriter::State::writeBlock(const PlanarRun& in, int n, uint8_t* dest) c
   if (offsets.alpha >= 0) writeAlpha(in.a, n, dest + offsets.alpha);
 }
 
-PixelWriter::PixelWriter(const PixelLayout& layout, ColorSpacePtr space, ColorSpacePtr working)
+PixelWriter::PixelWriter(const PixelLayout& layout, ColorSpacePtr space, const ColorSpacePtr& working)
     : state_(std::make_unique<const State>(layout, std::move(space), working)) {
   assert(state_->layout.colorComponents() == 0 ||
          state_->layout.colorComponents() == state_->space->componentCount());

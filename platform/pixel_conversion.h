@@ -21,7 +21,7 @@ class PixelReader {
  public:
   // A null working space is linear sRGB; another must be a matrix RGB space, of which only the primaries
   // count.
-  explicit PixelReader(Bitmap bitmap, ColorSpacePtr working = nullptr);
+  explicit PixelReader(Bitmap bitmap, const ColorSpacePtr& working = nullptr);
   ~PixelReader();
   const Bitmap& bitmap() const;
   // Pixels [x, x + n) of a row (0 is the top) as premultiplied linear colour. The range must lie inside the
@@ -44,7 +44,7 @@ class PixelWriter {
  public:
   // `layout` gives depth, alpha kind and order of the rows written; `space` must be a matrix space (grey or
   // RGB).
-  PixelWriter(const PixelLayout& layout, ColorSpacePtr space, ColorSpacePtr working = nullptr);
+  PixelWriter(const PixelLayout& layout, ColorSpacePtr space, const ColorSpacePtr& working = nullptr);
   ~PixelWriter();
   // Unpremultiply, encode, and for premultiplied layouts multiply by alpha again; clamp to 0..1 and round to
   // nearest (float layouts are not clamped). NaN becomes 0. Layouts without alpha get the premultiplied (over

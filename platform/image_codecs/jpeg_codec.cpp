@@ -17,11 +17,10 @@ namespace vello {
 
 namespace {
 
-using std::string_view_literals::operator""sv;
-
-constexpr std::string_view kExifHeader = "Exif\0\0"sv;
-constexpr std::string_view kXMPHeader = "http://ns.adobe.com/xap/1.0/\0"sv;
-constexpr std::string_view kPhotoshopHeader = "Photoshop 3.0\0"sv;
+// They end in zeros that belong to them.
+constexpr std::string_view kExifHeader{"Exif\0\0", 6};
+constexpr std::string_view kXMPHeader{"http://ns.adobe.com/xap/1.0/\0", 29};
+constexpr std::string_view kPhotoshopHeader{"Photoshop 3.0\0", 14};
 constexpr int kExifMarker = JPEG_APP0 + 1, kProfileMarker = JPEG_APP0 + 2, kPhotoshopMarker = JPEG_APP0 + 13;
 constexpr size_t kLargestMarker = 65533;
 constexpr double kCentimetresPerInch = 2.54;
@@ -178,9 +177,7 @@ std::string setSize(const jpeg_decompress_struct& info, const ImageLimits& limit
   if (info.out_color_space == JCS_RGB) colors = 3;
   if (info.out_color_space == JCS_CMYK) colors = 4;
   if (colors == 0) return "the colour model is not supported";
-  const std::string error =
-      image.setSize(limits, info.image_width, info.image_height, 8, colors, AlphaInfo::none);
-  return error;
+  return image.setSize(limits, info.image_width, info.image_height, 8, colors, AlphaInfo::none);
 }
 
 // A progressive file keeps every coefficient in memory while it is read.

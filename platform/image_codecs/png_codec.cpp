@@ -1,5 +1,6 @@
 #include <png.h>
 
+#include <cmath>
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
@@ -105,7 +106,7 @@ std::string setSize(const PNGState& state, const ImageLimits& limits, DecodedIma
   const int type = png_get_color_type(state.png, state.info);
   const int depth = png_get_bit_depth(state.png, state.info);
   const bool alpha = (type & PNG_COLOR_MASK_ALPHA) || png_get_valid(state.png, state.info, PNG_INFO_tRNS);
-  const std::string error = image.setSize(
+  std::string error = image.setSize(
       limits, png_get_image_width(state.png, state.info), png_get_image_height(state.png, state.info),
       depth == 16 ? 16 : 8, type & PNG_COLOR_MASK_COLOR ? 3 : 1, alpha ? AlphaInfo::last : AlphaInfo::none);
   image.layout.littleEndian = false;
@@ -115,7 +116,8 @@ std::string setSize(const PNGState& state, const ImageLimits& limits, DecodedIma
 // Deflate cannot shrink further; a header that promises more is a lie and not worth the memory.
 bool sizeIsPossible(const PNGState& state, const DecodedImage& image) {
   constexpr int64_t kBestDeflateRatio = 1032;
-  const int64_t bits = png_get_bit_depth(state.png, state.info) * png_get_channels(state.png, state.info);
+  const int64_t depth = png_get_bit_depth(state.png, state.info);
+  const int64_t bits = depth * png_get_channels(state.png, state.info);
   const int64_t bytes = (image.layout.width * bits + 7) / 8 * image.layout.height;
   return bytes / kBestDeflateRatio <= state.source->size();
 }
@@ -209,8 +211,9 @@ void writeHeader(PNGState& state, const EncodeRequest& request) {
   }
   const ImageMetadata& metadata = request.metadata;
   if (metadata.dpiX && metadata.dpiY) {
-    png_set_pHYs(state.png, state.info, static_cast<png_uint_32>(*metadata.dpiX / kMetresPerInch + 0.5),
-                 static_cast<png_uint_32>(*metadata.dpiY / kMetresPerInch + 0.5), PNG_RESOLUTION_METER);
+    png_set_pHYs(
+        state.png, state.info, static_cast<png_uint_32>(std::lround(*metadata.dpiX / kMetresPerInch)),
+        static_cast<png_uint_32>(std::lround(*metadata.dpiY / kMetresPerInch)), PNG_RESOLUTION_METER);
   }
   if (!metadata.exif.empty()) {
     png_set_eXIf_1(state.png, state.info, static_cast<png_uint_32>(metadata.exif.size()),

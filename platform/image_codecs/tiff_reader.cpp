@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <limits>
+#include <numeric>
 
 #include "platform/image_codecs/image_codec.h"
 #include "platform/image_codecs/tiff_metadata.h"
@@ -279,8 +281,8 @@ class DirectReader {
 };
 
 std::string readDirect(TIFF* tiff, const TiffTags& tags, const DecodeRequest& request, DecodedImage& image) {
-  std::vector<int> samples;
-  for (int k = 0; k < tags.colors(); ++k) samples.push_back(k);
+  std::vector<int> samples(static_cast<size_t>(tags.colors()));
+  std::iota(samples.begin(), samples.end(), 0);
   AlphaInfo alpha = AlphaInfo::none;
   for (size_t i = 0; i < tags.extra.size() && alpha == AlphaInfo::none; ++i) {
     const int sample = tags.colors() + static_cast<int>(i);
