@@ -103,9 +103,7 @@ constexpr InputDef kPosterizeInputs[] = {
 struct Posterize {
   static constexpr bool kStraight = true;
   explicit Posterize(const Values& v) : steps(static_cast<float>(v.number("inputLevels", 2, 1e6) - 1)) {}
-  KERNEL float channel(float c) const {
-    return vec::floor(clamp(c, -1000.0f, 1000.0f) * steps + 0.5f) / steps;
-  }
+  KERNEL float channel(float c) const { return vec::floor(c * steps + 0.5f) / steps; }
   KERNEL Px operator()(Px p) const { return {channel(p.r), channel(p.g), channel(p.b), p.a}; }
   float steps;
 };

@@ -33,7 +33,7 @@ struct SquareWave {
   // The wave's integral from the last even cell's beginning on.
   KERNEL float integral(float x) const {
     const float period = 2 * width;
-    const float u = x - period * vec::floor(clamp(x / period, -1e9f, 1e9f));
+    const float u = x - period * vec::floor(x / period);
     return min(u, period - u);
   }
   KERNEL float operator()(float x, float pitch) const {

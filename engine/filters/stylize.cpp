@@ -32,7 +32,7 @@ struct Pixellate {
     return grown(images[0], cell(v) / 2, cell(v) / 2);
   }
   CGPoint anchor() const { return center; }
-  KERNEL float move(float x) const { return (vec::floor(clamp(x / scale, -1e9f, 1e9f)) + 0.5f) * scale - x; }
+  KERNEL float move(float x) const { return (vec::floor(x / scale) + 0.5f) * scale - x; }
   KERNEL Move operator()(At at) const { return {move(at.x), move(at.y), 1}; }
   CGPoint center;
   float scale;

@@ -2,6 +2,7 @@
 #include "engine/catalogue/definition.h"
 #include "engine/filters/categories.h"
 #include "engine/image/node.h"
+#include "engine/math/vec.h"
 
 namespace vello {
 namespace {
@@ -34,7 +35,7 @@ struct Repeat {
   static CGRect extent(const Values&, View<CGRect>) { return kInfiniteExtent; }
   CGPoint anchor() const { return corner; }
   KERNEL Move operator()(At at) const {
-    return {-width * __builtin_floorf(at.x / width), -height * __builtin_floorf(at.y / height), 1};
+    return {-width * vec::floor(at.x / width), -height * vec::floor(at.y / height), 1};
   }
   CGPoint corner;
   float width, height;

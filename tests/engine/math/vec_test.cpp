@@ -69,7 +69,8 @@ TEST(VecTest, SinesAndCosines) {
 }
 
 TEST(VecTest, WholeNumbersBelow) {
-  for (float x : {-3.0f, -2.5f, -0.25f, -0.0f, 0.0f, 0.75f, 2.0f, 2.999f, 1e9f, -1e9f})
+  for (float x : {-3.0f, -2.5f, -0.25f, -0.0f, 0.0f, 0.49999997f, 0.75f, 2.0f, 2.999f, 4194303.5f,
+                  -4194303.5f, 1e9f, -1e30f, kInfinity})
     EXPECT_EQ(vec::floor(x), std::floor(x)) << x;
 }
 
