@@ -1,6 +1,7 @@
 // What stands around every exported function: nothing escapes into the host.
 #pragma once
 
+#include <cfenv>
 #include <exception>
 #include <new>
 #include <string>
@@ -32,9 +33,26 @@ inline void logFailure(const char* function, const KPException& exception) {
   }
 }
 
+// The mode results are computed in, whatever the host's: round to nearest, no traps. The host gets its own
+// back.
+class DefaultFloatingPoint {
+ public:
+  DefaultFloatingPoint() {
+    std::fegetenv(&host_);
+    std::fesetenv(FE_DFL_ENV);
+  }
+  DefaultFloatingPoint(const DefaultFloatingPoint&) = delete;
+  DefaultFloatingPoint& operator=(const DefaultFloatingPoint&) = delete;
+  ~DefaultFloatingPoint() { std::fesetenv(&host_); }
+
+ private:
+  std::fenv_t host_{};
+};
+
 // What `work` returns, or `otherwise` when it raises, with one log line.
 template <class Result, class Work>
 Result guarded(const char* function, Result otherwise, Work work) noexcept {
+  const DefaultFloatingPoint mode;
   try {
     return work();
   } catch (const KPException& e) {

@@ -1,4 +1,5 @@
 // The exported functions as a host calls them, without a screen.
+#include <fenv.h>
 #include <string.h>
 #include <sys/mman.h>
 
@@ -221,6 +222,26 @@ TEST(Chain, AnUnknownFilterGivesNoPixelsAndOneLineWithItsName) {
   EXPECT_EQ(height, 4u);
   EXPECT_EQ(log.count(), 1u) << log.all();
   EXPECT_EQ(log.with("CINoSuchFilter"), 1) << log.all();
+}
+
+TEST(Chain, AHostsFloatingPointModeChangesNothing) {
+  const auto image = testImage(50, 40);
+  const std::string chain = chainOf(
+      box("CIBumpDistortion", place("inputCenter", "0.3333", "0.7") + real("inputRadius", "17.3")) +
+      box("CIGaussianBlur", real("inputRadius", "2.5")) + box("CIExposureAdjust", real("inputEV", "0.1")));
+  const auto expected = render(image, chain);
+  for (const int mode : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO}) {
+    fesetround(mode);
+    const auto rounded = render(image, chain);
+    const int after = fegetround();
+    fesetround(FE_TONEAREST);
+    EXPECT_EQ(rounded, expected) << mode;
+    EXPECT_EQ(after, mode) << "the host's own mode is back";
+  }
+  feenableexcept(FE_INVALID | FE_DIVBYZERO | FE_INEXACT);
+  const auto trapping = render(image, chain);
+  fedisableexcept(FE_ALL_EXCEPT);
+  EXPECT_EQ(trapping, expected);
 }
 
 TEST(Chain, AResultOfTwoGibibytesIsRefusedBeforeMemoryIsTouched) {
