@@ -29,7 +29,7 @@ bool isWordList(const char* text) {
 }
 
 struct TypeRow {
-  VelloUnitClass inputClass;
+  int32_t inputClass;
   const char* type;
   int least, most;  // components
 };

@@ -201,11 +201,15 @@ class RunEvaluator : public Evaluator {
     constexpr int most = 4;
     const Scratch scratch[most] = {Scratch(kRunLength), Scratch(kRunLength), Scratch(kRunLength),
                                    Scratch(kRunLength)};
+    // What is read whole has no samples here.
+    for (const Scratch& empty : scratch) clearRun(empty.run(), kRunLength);
     float x[kRunLength];
     forRuns(out.rect(), [&](int64_t j, int64_t i, int n) {
       Run in[most];
-      for (size_t k = 0; k < step.inputs.size(); ++k)
-        if (step.inputs[k] >= 0) in[k] = input(step, k, j, i, n, step.straight, scratch[k].run());
+      for (size_t k = 0; k < step.inputs.size(); ++k) {
+        in[k] = scratch[k].run();
+        if (step.inputs[k] >= 0) in[k] = input(step, k, j, i, n, step.straight, in[k]);
+      }
       step.ops->run(step.kernel.get(), in, placesOf(step, j, i, n, x), out.at(i, j), n);
     });
   }

@@ -51,7 +51,7 @@ typedef enum { VELLO_UNIT_NUMBER = 0, VELLO_UNIT_VECTOR = 1, VELLO_UNIT_COLOR = 
 typedef struct {
   const char* key;          /* "inputRadius": "input" and letters or digits, once in a filter */
   const char* display_name; /* "Radius" */
-  VelloUnitClass input_class;
+  int32_t input_class;      /* a VelloUnitClass */
   const char* type;
   int32_t count;     /* components of the default: 1 for a number, 4 for a colour */
   double initial[4]; /* the default */
@@ -80,10 +80,10 @@ typedef struct {
   const char* name;         /* "ExampleDuotone": letters, digits and "_"; what chains say */
   const char* display_name; /* "Duotone" */
   const char* categories;   /* separated by blanks: "ColorEffect StillImage" */
-  VelloUnitKind kind;
-  VelloUnitPitch pitch;
-  int32_t straight;   /* not 0: `run` gets and gives colours that are not multiplied by alpha */
-  const char* anchor; /* NULL, or the key of a "Position" input that places are counted from */
+  int32_t kind;             /* a VelloUnitKind */
+  int32_t pitch;            /* a VelloUnitPitch */
+  int32_t straight;         /* not 0: `run` gets and gives colours that are not multiplied by alpha */
+  const char* anchor;       /* NULL, or the key of a "Position" input that places are counted from */
   const VelloUnitInput* inputs;
   int32_t input_count;
   size_t parameter_bytes; /* of the block that `prepare` fills and `run` reads; aligned to 16 bytes */
