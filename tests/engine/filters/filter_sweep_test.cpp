@@ -1,5 +1,4 @@
-// Every filter of the catalogue, whatever it does: the tiled renderer against the plain one, extents, ranges,
-// identities.
+// Every filter of the catalogue, whatever it does: extents, ranges, identities.
 #include <gtest/gtest.h>
 
 #include "tests/engine/filters/built_in.h"
@@ -9,17 +8,9 @@ namespace vello {
 namespace {
 
 using testing::builtInFilters;
-using testing::largestStep;
 using testing::picture;
 using testing::rendered;
 using testing::rgba8;
-using testing::rgbaFloat;
-
-CIImage pattern() {
-  const auto filter = CIFilter::filterWithName("CICheckerboardGenerator");
-  filter->setValueForKey(13.0, "inputWidth");
-  return filter->outputImage();
-}
 
 // The filter on small pictures, its places and lengths brought to their size.
 std::shared_ptr<CIFilter> filterOn(const std::string& name, const CIImage& image) {
@@ -44,24 +35,6 @@ std::shared_ptr<CIFilter> filterOn(const std::string& name, const CIImage& image
 }
 
 class FilterSweepTest : public ::testing::TestWithParam<std::string> {};
-
-TEST_P(FilterSweepTest, TiledIsPlainAndTilesDoNotShow) {
-  const bool stepped = CIFilter::attributesForFilterName(GetParam())->stepped;
-  for (const CIImage& image : {picture(61, 47), pattern()}) {
-    const CIImage output = filterOn(GetParam(), image)->outputImage();
-    const CGRect rect{{-13, -9}, {91, 73}};
-    std::string error;
-    const auto whole = rendered(output, rect, rgbaFloat(0, 0), {.tileSide = 512}, 1, &error);
-    ASSERT_EQ(error, "");
-    for (int side : {17, 33, 64})
-      EXPECT_TRUE(rendered(output, rect, rgbaFloat(0, 0), {.tileSide = side}) == whole) << side;
-    const auto fast = rendered(output, rect, rgba8(0, 0), {}),
-               plain = rendered(output, rect, rgba8(0, 0), {.reference = true});
-    int different = 0;
-    for (size_t i = 0; i < fast.size(); ++i) different += std::abs(fast[i] - plain[i]) > 1;
-    EXPECT_LE(different, stepped ? 4 : 0);
-  }
-}
 
 TEST_P(FilterSweepTest, NothingShowsBeyondTheDeclaredExtent) {
   const CIImage output = filterOn(GetParam(), picture(61, 47))->outputImage();
