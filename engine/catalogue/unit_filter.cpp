@@ -76,7 +76,7 @@ KernelOps opsOf(const VelloUnitFilter& filter) {
   ops.anchor = [](const void* kernel) { return as(kernel).anchor; };
   ops.extent = point ? firstExtent : everywhere;
   ops.sample = sample;
-  ops.run = run;
+  for (KernelLoops& loops : ops.loops) loops.run = run;
   ops.unit = &filter;
   return ops;
 }

@@ -4,6 +4,7 @@
 
 #include "engine/filters/kernel.h"
 #include "engine/filters/values.h"
+#include "engine/math/instruction_set.h"
 
 namespace vello {
 
@@ -60,12 +61,19 @@ struct Given {
 
 // Window samples of an area kernel: (di, dj) samples to the right and upwards.
 struct Window {
-  const float *r, *g, *b, *a;  // the centre sample
-  long stride;                 // samples from a row to the one above
-  KERNEL Px operator()(int di, int dj) const {
-    const long at = dj * stride + di;
-    return {r[at], g[at], b[at], a[at]};
-  }
+  const Run* rows;  // the row of the centre; its neighbours lie around it
+  int i;            // the centre in each of them
+  KERNEL Px operator()(int di, int dj) const { return rows[dj].get(i + di); }
+};
+
+// The loops over a run of samples, compiled for one instruction set.
+struct KernelLoops {
+  // point, blend, generate; `out` may be one of the inputs
+  void (*run)(const void* kernel, const Run* images, Places, Run out, int n) = nullptr;
+  // warp
+  void (*moves)(const void* kernel, Places, MoveRun out, int n) = nullptr;
+  // area; `rows` is the row of the centres, which begin at its first sample
+  void (*windows)(const void* kernel, const Run* rows, Run out, int n) = nullptr;
 };
 
 struct EightBitFrame {
@@ -94,12 +102,11 @@ struct KernelOps {
   // never.
   int (*passes)(View<bool> clear) = nullptr;
 
-  // point, blend, generate: one sample, and a run of them (`out` may be one of the inputs).
+  KernelLoops loops[kInstructionSets];
+  // point, blend, generate: one sample
   Px (*sample)(const void* kernel, const Px* images, At) = nullptr;
-  void (*run)(const void* kernel, const Run* images, Places, Run out, int n) = nullptr;
   // warp
   Move (*move)(const void* kernel, At) = nullptr;
-  void (*moveRun)(const void* kernel, Places, MoveRun out, int n) = nullptr;
   float (*magnification)(const Values&) = nullptr;
   // taps: places for one driver sample; result from images x taps samples, image by image
   void (*where)(const void* kernel, At, Px driver, Move* moves) = nullptr;

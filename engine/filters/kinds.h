@@ -126,7 +126,7 @@ Px sample(const void* kernel, const Px* images, At at) {
 }
 
 template <class K, int N>
-void run(const void* kernel, const Run* images, Places places, Run out, int n) {
+KERNEL void runLoop(const void* kernel, const Run* images, Places places, Run out, int n) {
   const K k = as<K>(kernel);
   Run in[N > 0 ? N : 1];
   for (int image = 0; image < N; ++image) in[image] = images[image];
@@ -135,7 +135,7 @@ void run(const void* kernel, const Run* images, Places places, Run out, int n) {
   VELLO_INDEPENDENT_LOOP
   for (int i = 0; i < n; ++i) {
     const Px p = call<K, N>(
-        k, [&in, i](int image) { return in[image].get(i); }, places.at(i));
+        k, [&in, i ](int image) __attribute__((always_inline)) { return in[image].get(i); }, places.at(i));
     r[i] = p.r;
     g[i] = p.g;
     b[i] = p.b;
@@ -143,25 +143,63 @@ void run(const void* kernel, const Run* images, Places places, Run out, int n) {
   }
 }
 
+// The same loop for every instruction set.
+#define VELLO_LOOP(name, target, loop, parameters, arguments) \
+  template <class K, int N>                                   \
+  target void name parameters {                               \
+    loop<K, N> arguments;                                     \
+  }
+#define VELLO_LOOPS(name, loop, parameters, arguments)        \
+  VELLO_LOOP(name, , loop, parameters, arguments)             \
+  VELLO_LOOP(name##V3, VELLO_V3, loop, parameters, arguments) \
+  VELLO_LOOP(name##V4, VELLO_V4, loop, parameters, arguments)
+
+VELLO_LOOPS(run, runLoop, (const void* kernel, const Run* images, Places places, Run out, int n),
+            (kernel, images, places, out, n))
+
 template <class K, int N>
 constexpr KernelOps colour(Kind kind, CGRect (*extent)(const Values&, View<CGRect>)) {
   KernelOps ops = common<K>(kind, N, extent);
   ops.place = readsPlace<K, N>();
   ops.sample = sample<K, N>;
-  ops.run = run<K, N>;
+  ops.loops[0].run = run<K, N>;
+  ops.loops[1].run = runV3<K, N>;
+  ops.loops[2].run = runV4<K, N>;
   return ops;
 }
 
-template <class K>
-void moveRun(const void* kernel, Places places, MoveRun out, int n) {
+template <class K, int N>
+KERNEL void moveLoop(const void* kernel, Places places, MoveRun out, int n) {
   const K k = as<K>(kernel);
+  float *const dx = out.dx, *const dy = out.dy, *const gain = out.gain;
+  VELLO_INDEPENDENT_LOOP
   for (int i = 0; i < n; ++i) {
     const Move m = k(places.at(i));
-    out.dx[i] = m.dx;
-    out.dy[i] = m.dy;
-    out.gain[i] = m.gain;
+    dx[i] = m.dx;
+    dy[i] = m.dy;
+    gain[i] = m.gain;
   }
 }
+
+VELLO_LOOPS(moves, moveLoop, (const void* kernel, Places places, MoveRun out, int n),
+            (kernel, places, out, n))
+
+template <class K, int N>
+KERNEL void windowLoop(const void* kernel, const Run* rows, Run out, int n) {
+  const K k = as<K>(kernel);
+  float *const r = out.r, *const g = out.g, *const b = out.b, *const a = out.a;
+  VELLO_INDEPENDENT_LOOP
+  for (int i = 0; i < n; ++i) {
+    const Px p = k(Window{rows, i});
+    r[i] = p.r;
+    g[i] = p.g;
+    b[i] = p.b;
+    a[i] = p.a;
+  }
+}
+
+VELLO_LOOPS(windows, windowLoop, (const void* kernel, const Run* rows, Run out, int n),
+            (kernel, rows, out, n))
 
 template <class K, int N>
 constexpr KernelOps kPoint = colour<K, N>(Kind::point, firstExtent);
@@ -175,7 +213,9 @@ constexpr KernelOps makeWarp() {
   KernelOps ops = common<K>(Kind::warp, 1, firstExtent);
   ops.place = true;
   ops.move = [](const void* kernel, At at) { return as<K>(kernel)(at); };
-  ops.moveRun = moveRun<K>;
+  ops.loops[0].moves = moves<K, 1>;
+  ops.loops[1].moves = movesV3<K, 1>;
+  ops.loops[2].moves = movesV4<K, 1>;
   if constexpr (requires { &K::magnification; }) ops.magnification = K::magnification;
   return ops;
 }
@@ -229,6 +269,9 @@ constexpr KernelOps makeArea() {
   KernelOps ops = common<K>(Kind::area, 1, firstExtent);
   addProfile<K>(ops);
   ops.window = [](const void* kernel, const Window& w) { return as<K>(kernel)(w); };
+  ops.loops[0].windows = windows<K, 1>;
+  ops.loops[1].windows = windowsV3<K, 1>;
+  ops.loops[2].windows = windowsV4<K, 1>;
   return ops;
 }
 
@@ -277,6 +320,9 @@ template <class K>
 inline constexpr KernelOps kRaster = makeRaster<K>();
 template <class K, int Images>
 inline constexpr KernelOps kFrame = makeFrame<K>(Images);
+
+#undef VELLO_LOOPS
+#undef VELLO_LOOP
 
 }  // namespace kinds
 

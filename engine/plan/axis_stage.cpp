@@ -7,6 +7,7 @@ namespace vello {
 namespace {
 
 constexpr double kGaussianReach = 4;         // sigmas; what is cut off changes no 8-bit value
+constexpr double kExactReach = 6;            // sigmas; nothing a float could tell is cut off
 constexpr double kPrefilter = 0.8;           // sigma of the reduction, in coarse samples
 constexpr double kSplineVariance = 1.0 / 3;  // of the cubic B-spline, in coarse samples
 
@@ -55,6 +56,7 @@ AxisStage AxisStage::convolve(std::vector<double> weights, int64_t offset) {
 
 AxisStage AxisStage::reduce(int factor, std::vector<double> weights, int64_t offset) {
   AxisStage s;
+  s.type_ = factor == 1 ? Type::convolve : Type::reduce;
   s.factor_ = factor;
   s.count_ = static_cast<int>(weights.size());
   s.offset_ = offset;
@@ -88,32 +90,47 @@ AxisStage AxisStage::resample(const KernelOps* ops, const void* kernel, double s
   return s;
 }
 
-void AxisStage::weigh(int64_t o, int64_t& first, float* weights) const {
-  if (type_ == Type::weighted) {
-    first = o * factor_ + offset_;
-    std::copy(weights_.begin(), weights_.end(), weights);
-    return;
+double AxisStage::centreOf(int64_t o) const {
+  const double place = (outOrigin_ + (static_cast<double>(o) + 0.5) * outPitch_) / scale_;
+  return (place - inOrigin_) / inPitch_ - 0.5;
+}
+
+int64_t AxisStage::firstOf(int64_t o) const {
+  switch (type_) {
+    case Type::convolve:
+    case Type::reduce:
+      return o * factor_ + offset_;
+    case Type::expand: {
+      const int64_t cell = floorDiv(o, factor_);
+      return cell - (2 * (o - cell * factor_) + 1 < factor_ ? 1 : 0) - (cubic_ ? 1 : 0);
+    }
+    case Type::resample:
+      return static_cast<int64_t>(std::floor(centreOf(o))) - count_ / 2;
   }
-  double w[4];
+  return 0;
+}
+
+bool AxisStage::symmetric() const {
+  return type_ == Type::convolve && count_ % 2 == 1 &&
+         std::equal(weights_.begin(), weights_.end(), weights_.rbegin());
+}
+
+int64_t AxisStage::weigh(int64_t o, float* weights) const {
+  const int64_t first = firstOf(o);
+  if (type_ == Type::convolve || type_ == Type::reduce) {
+    std::copy(weights_.begin(), weights_.end(), weights);
+    return first;
+  }
   if (type_ == Type::expand) {
     const int64_t cell = floorDiv(o, factor_);
     const double place = (static_cast<double>(o - cell * factor_) + 0.5) / factor_ - 0.5;
-    const int64_t below = place < 0 ? -1 : 0;
-    const double f = place - static_cast<double>(below);
-    if (cubic_) {
-      splineWeights(f, w);
-    } else {
-      w[0] = 1 - f;
-      w[1] = f;
-    }
-    first = cell + below - (cubic_ ? 1 : 0);
+    const double f = place < 0 ? place + 1 : place;
+    double w[4] = {1 - f, f};
+    if (cubic_) splineWeights(f, w);
     std::copy(w, w + count_, weights);
-    return;
+    return first;
   }
-  const double place = (outOrigin_ + (static_cast<double>(o) + 0.5) * outPitch_) / scale_;
-  const double centre = (place - inOrigin_) / inPitch_ - 0.5;
-  const double unit = std::max(inPitch_, outPitch_ / scale_) / inPitch_;
-  first = static_cast<int64_t>(std::floor(centre)) - count_ / 2;
+  const double centre = centreOf(o), unit = std::max(inPitch_, outPitch_ / scale_) / inPitch_;
   double sum = 0;
   for (int t = 0; t < count_; ++t) {
     const double d = (static_cast<double>(first + t) - centre) / unit;
@@ -122,28 +139,23 @@ void AxisStage::weigh(int64_t o, int64_t& first, float* weights) const {
     sum += v;
   }
   for (int t = 0; t < count_; ++t) weights[t] = static_cast<float>(weights[t] / sum);
+  return first;
 }
 
 IndexRange AxisStage::inputFor(const IndexRange& out) const {
   if (out.size() == 0) return {};
-  std::vector<float> weights(static_cast<size_t>(count_));
-  int64_t begin = 0, end = 0;
-  weigh(out.begin, begin, weights.data());
-  weigh(out.end - 1, end, weights.data());
+  const int64_t begin = firstOf(out.begin), end = firstOf(out.end - 1);
   return {std::min(begin, end), std::max(begin, end) + count_};
 }
 
-AxisPass AxisStage::pass(const IndexRange& out) const {
-  AxisPass pass{out, inputFor(out), count_, type_ == Type::weighted && factor_ == 1, {}, {}};
-  const auto n = static_cast<size_t>(out.size());
-  pass.first.resize(n);
-  pass.weights.resize(static_cast<size_t>(count_) * (pass.uniform ? 1 : n));
-  for (size_t k = 0; k < n; ++k)
-    weigh(out.begin + static_cast<int64_t>(k), pass.first[k],
-          pass.weights.data() + (pass.uniform ? 0 : k * static_cast<size_t>(count_)));
-  return pass;
+IndexRange AxisStage::outputFor(const IndexRange& in) const {
+  if (in.size() == 0) return {};
+  return {floorDiv(in.begin - offset_ - count_ + 1, factor_), floorDiv(in.end - 1 - offset_, factor_) + 1};
 }
 
+namespace {
+
+// The weights of a profile on samples `pitch` apart, from -n to n, summing to 1.
 std::vector<double> profileWeights(const KernelOps* ops, const void* kernel, double pitch) {
   const bool smooth = ops->smooth && ops->smooth(kernel) > 0;
   const double reach = ops->reach(kernel) / pitch;
@@ -162,12 +174,18 @@ std::vector<double> profileWeights(const KernelOps* ops, const void* kernel, dou
   return normalised(std::move(weights));
 }
 
-std::vector<AxisStage> separableStages(const KernelOps* ops, const void* kernel, double pitch) {
+}  // namespace
+
+std::vector<AxisStage> separableStages(const KernelOps* ops, const void* kernel, double pitch, bool direct) {
   const double sigma = ops->smooth ? ops->smooth(kernel) / pitch : 0;
   if (sigma < 5) {
     std::vector<double> weights = profileWeights(ops, kernel, pitch);
     const auto n = static_cast<int64_t>(weights.size() / 2);
     return {AxisStage::convolve(std::move(weights), -n)};
+  }
+  if (direct) {
+    const auto n = static_cast<int64_t>(std::ceil(kExactReach * sigma));
+    return {AxisStage::convolve(gaussian(sigma, 0, -n, n), -n)};
   }
   const int factor = 1 << static_cast<int>(std::floor(std::log2(sigma / 2.5)));
   const double coarse =

@@ -14,18 +14,10 @@ struct IndexRange {
   int64_t size() const { return end > begin ? end - begin : 0; }
 };
 
-// The sums for a range of outputs.
-struct AxisPass {
-  IndexRange out, in;
-  int count = 0;               // weights an output
-  bool uniform = false;        // all outputs share one set, and input follows output by one
-  std::vector<int64_t> first;  // first input of each output
-  std::vector<float> weights;  // one set, or one an output
-  const float* weightsOf(int64_t k) const { return weights.data() + (uniform ? 0 : k * count); }
-};
-
 class AxisStage {
  public:
+  enum class Type { convolve, reduce, expand, resample };
+
   // out[o] = sum of weights[t] * in[o + offset + t]
   static AxisStage convolve(std::vector<double> weights, int64_t offset);
   // out[o] = sum of weights[t] * in[o * factor + offset + t]
@@ -36,14 +28,23 @@ class AxisStage {
   static AxisStage resample(const KernelOps* ops, const void* kernel, double scale, double outOrigin,
                             double outPitch, double inOrigin, double inPitch);
 
+  Type type() const { return type_; }
+  int factor() const { return factor_; }
+  // Weights an output has.
+  int count() const { return count_; }
+  // All outputs have the same weights, equal at both ends and inwards, and an odd number of them.
+  bool symmetric() const;
+  // The first input of output o, and its `count` weights.
+  int64_t weigh(int64_t o, float* weights) const;
   IndexRange inputFor(const IndexRange& out) const;
-  AxisPass pass(const IndexRange& out) const;
+  // Every output that any of these inputs takes part in; of convolve and reduce.
+  IndexRange outputFor(const IndexRange& in) const;
 
  private:
-  enum class Type { weighted, expand, resample };
-  void weigh(int64_t o, int64_t& first, float* weights) const;
+  int64_t firstOf(int64_t o) const;
+  double centreOf(int64_t o) const;
 
-  Type type_ = Type::weighted;
+  Type type_ = Type::convolve;
   int factor_ = 1, count_ = 0;
   int64_t offset_ = 0;
   bool cubic_ = false;
@@ -59,10 +60,9 @@ struct LineTap {
   float weight;
 };
 
-// The weights of a profile on samples `pitch` apart, from -n to n, summing to 1.
-std::vector<double> profileWeights(const KernelOps* ops, const void* kernel, double pitch);
-// The stages of a separable kernel on samples `pitch` apart. A wide Gaussian goes to a coarser grid and back.
-std::vector<AxisStage> separableStages(const KernelOps* ops, const void* kernel, double pitch);
+// The stages of a separable kernel on samples `pitch` apart. A wide Gaussian goes to a coarser grid and back,
+// unless `direct` asks for the plain sum, which then reaches to six sigma.
+std::vector<AxisStage> separableStages(const KernelOps* ops, const void* kernel, double pitch, bool direct);
 std::vector<LineTap> lineTaps(const KernelOps* ops, const void* kernel, double pitch);
 
 }  // namespace vello

@@ -1,5 +1,6 @@
 #include "engine/plan/placement.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace vello {
@@ -20,32 +21,27 @@ GridPoint onGrid(const GridEdge& edge, double x, double y) {
 
 }  // namespace
 
-Places placesOf(const Step& step, int64_t j, int64_t i, int n, float* x) {
+Places placesOf(const Step& step, int64_t j, int64_t i, int n, float* x, const RowLoops& loops) {
   const Lattice& l = step.lattice;
-  for (int k = 0; k < n; ++k) x[k] = static_cast<float>(l.x(i + k) - step.anchor.x);
+  loops.places({l.ox, static_cast<double>(i), l.pitch}, step.anchor.x, x, n);
   return {x, static_cast<float>(l.y(j) - step.anchor.y), static_cast<float>(l.pitch)};
 }
 
-void gridRun(const Step& step, int64_t j, int64_t i, int n, GridRun& out) {
-  const GridEdge& edge = step.edges[0];
+void gridRun(const Step& step, int64_t j, int64_t i, int n, InstructionSet set, GridRun& out) {
+  const RowLoops& loops = rowLoops(set);
   const Lattice& l = step.lattice;
-  if (!step.ops || step.ops->kind != Kind::warp) {
-    for (int k = 0; k < n; ++k) {
-      const GridPoint p = onGrid(edge, l.x(i + k), l.y(j));
-      out.u[k] = p.u;
-      out.v[k] = p.v;
-      out.gain[k] = 1;
-    }
-    return;
-  }
+  const CGAffineTransform& t = step.edges[0].toGrid;
   float x[kRunLength], dx[kRunLength], dy[kRunLength];
-  const Places places = placesOf(step, j, i, n, x);
-  step.ops->moveRun(step.kernel.get(), places, {dx, dy, out.gain}, n);
-  for (int k = 0; k < n; ++k) {
-    const GridPoint p = onGrid(edge, l.x(i + k) + dx[k], l.y(j) + dy[k]);
-    out.u[k] = p.u;
-    out.v[k] = p.v;
+  const bool moves = step.ops && step.ops->kind == Kind::warp;
+  if (moves) {
+    const Places places = placesOf(step, j, i, n, x, loops);
+    step.ops->loops[static_cast<int>(set)].moves(step.kernel.get(), places, {dx, dy, out.gain}, n);
+  } else {
+    std::fill_n(out.gain, n, 1.0f);
   }
+  const RowPlaces row{l.ox, static_cast<double>(i), l.pitch};
+  loops.gridPlaces({row, l.y(j), moves ? dx : nullptr, moves ? dy : nullptr, t.a, t.b, t.c, t.d, t.tx, t.ty},
+                   out.u, out.v, n);
 }
 
 GridPoint gridPoint(const Step& step, const GridEdge& edge, int64_t i, int64_t j, Move move) {

@@ -2,13 +2,14 @@
 #pragma once
 
 #include "engine/plan/program.h"
+#include "engine/render/row_loops.h"
 
 namespace vello {
 
 inline constexpr int kRunLength = 256;
 
 // The places of samples [i, i + n) of row j, minus the step's anchor. `x` has room for n.
-Places placesOf(const Step& step, int64_t j, int64_t i, int n, float* x);
+Places placesOf(const Step& step, int64_t j, int64_t i, int n, float* x, const RowLoops& loops);
 
 // Grid coordinates of what n <= kRunLength samples of a sample or warp step read along its edge, and the
 // factor on each.
@@ -16,7 +17,7 @@ struct GridRun {
   double u[kRunLength], v[kRunLength];
   float gain[kRunLength];
 };
-void gridRun(const Step& step, int64_t j, int64_t i, int n, GridRun& out);
+void gridRun(const Step& step, int64_t j, int64_t i, int n, InstructionSet set, GridRun& out);
 // Of one move from the sample at (i, j).
 struct GridPoint {
   double u, v;

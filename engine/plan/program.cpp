@@ -119,9 +119,12 @@ class Builder {
   GridEdge edge(const NodePtr& input, const Lattice& own, const Lattice& child,
                 const CGAffineTransform& toInput);
   const TexelSource* sourceOf(const NodePtr& node, CGAffineTransform& toTexel, CGRect& valid, double pitch);
-  void emitKernel(const Request& request, Step& step);
+  int emitKernel(const Request& request, Step step);
+  int axisStep(const Node& node, int input, const Lattice& lattice, const IndexRect& bounds, AxisStage x,
+               AxisStage y);
+  int separated(const Request& request, Step kernel);
   void makeKernel(const Node& node, const Lattice& lattice, Step& step);
-  int expanded(const Request& request, int coarse, const Lattice& coarseLattice);
+  int expanded(const Request& request, int coarse);
 
   const ProgramOptions& options_;
   Program& program_;
@@ -276,8 +279,7 @@ int Builder::emit(const Request& request) {
       step.clampRect = insideOf(node.rect, request.lattice);
       break;
     default:
-      emitKernel(request, step);
-      return error_.empty() ? expanded(request, push(std::move(step)), kernelLattice(request)) : -1;
+      return emitKernel(request, std::move(step));
   }
   if (step.op == Step::Op::sample) {
     step.inputs = {step.edges[0].step};
@@ -315,7 +317,7 @@ void Builder::makeKernel(const Node& node, const Lattice& lattice, Step& step) {
   step.anchor = node.ops->anchor(step.kernel.get());
 }
 
-void Builder::emitKernel(const Request& request, Step& step) {
+int Builder::emitKernel(const Request& request, Step step) {
   const Node& node = *request.node;
   const KernelOps& ops = *node.ops;
   step.op = Step::Op::kernel;
@@ -323,12 +325,10 @@ void Builder::emitKernel(const Request& request, Step& step) {
   step.straight = ops.straight;
   step.lattice = kernelLattice(request);
   step.bounds = covering(node.extent, step.lattice);
-  if (ops.kind == Kind::reduce) {
-    error_ = "a reduction has no picture of its own";
-    return;
-  }
-  makeKernel(node, step.lattice, step);
-  if (!error_.empty()) return;
+  if (ops.kind == Kind::reduce) error_ = "a reduction has no picture of its own";
+  if (error_.empty()) makeKernel(node, step.lattice, step);
+  if (!error_.empty()) return -1;
+  if (ops.kind == Kind::separable || ops.kind == Kind::resample) return separated(request, std::move(step));
   for (size_t i = 0; i < node.inputs.size(); ++i) {
     if (readsWhole(node, i)) {
       step.inputs.push_back(-1);
@@ -340,47 +340,69 @@ void Builder::emitKernel(const Request& request, Step& step) {
     }
   }
   const void* k = step.kernel.get();
-  const Lattice& l = step.lattice;
-  switch (ops.kind) {
-    case Kind::separable:
-      step.stagesX = step.stagesY = separableStages(&ops, k, l.pitch);
-      break;
-    case Kind::resample: {
-      const Vec2 s = ops.scale(k);
-      step.stagesX = {AxisStage::resample(&ops, k, s.x, l.ox, l.pitch, l.ox, l.pitch)};
-      step.stagesY = {AxisStage::resample(&ops, k, s.y, l.oy, l.pitch, l.oy, l.pitch)};
-      break;
+  const double pitch = step.lattice.pitch;
+  if (ops.kind == Kind::line) step.line = lineTaps(&ops, k, pitch);
+  for (const LineTap& tap : step.line)
+    step.reach = std::max<int64_t>({step.reach, std::abs(tap.di), std::abs(tap.dj)});
+  if (ops.kind == Kind::area) step.reach = static_cast<int64_t>(std::ceil(ops.reach(k) / pitch));
+  if (ops.kind == Kind::taps) step.bound = ops.bound(node.values);
+  return expanded(request, push(std::move(step)));
+}
+
+int Builder::axisStep(const Node& node, int input, const Lattice& lattice, const IndexRect& bounds,
+                      AxisStage x, AxisStage y) {
+  Step step;
+  step.op = Step::Op::axis;
+  step.node = &node;
+  step.lattice = lattice;
+  step.bounds = bounds;
+  step.inputs = {input};
+  step.axisX = std::move(x);
+  step.axisY = std::move(y);
+  return push(std::move(step));
+}
+
+// Where the outputs of a stage along both axes may differ from transparent.
+IndexRect reached(const AxisStage& stage, const IndexRect& in) {
+  const IndexRange across = stage.outputFor({in.x0, in.x1}), along = stage.outputFor({in.y0, in.y1});
+  return in.empty() ? IndexRect{} : IndexRect{across.begin, along.begin, across.end, along.end};
+}
+
+// The steps of a kernel that works along both axes.
+int Builder::separated(const Request& request, Step kernel) {
+  const Node& node = *request.node;
+  const KernelOps& ops = *node.ops;
+  const void* k = kernel.kernel.get();
+  Lattice l = kernel.lattice;
+  int last = stepOf(node.inputs[0], l);
+  if (ops.kind == Kind::resample) {
+    const Vec2 s = ops.scale(k);
+    last = axisStep(node, last, l, kernel.bounds,
+                    AxisStage::resample(&ops, k, s.x, l.ox, l.pitch, l.ox, l.pitch),
+                    AxisStage::resample(&ops, k, s.y, l.oy, l.pitch, l.oy, l.pitch));
+    program_.kernels.push_back(std::move(kernel.kernel));
+  } else {
+    for (const AxisStage& stage : separableStages(&ops, k, l.pitch, options_.direct)) {
+      const bool finer = stage.type() == AxisStage::Type::expand;
+      if (stage.type() == AxisStage::Type::reduce) l.pitch *= stage.factor();
+      if (finer) l.pitch /= stage.factor();
+      const bool ends = l == kernel.lattice;
+      const IndexRect& in = program_.steps[static_cast<size_t>(last)].bounds;
+      last = axisStep(node, last, l, ends ? kernel.bounds : reached(stage, in), stage, stage);
     }
-    case Kind::line:
-      step.line = lineTaps(&ops, k, l.pitch);
-      for (const LineTap& tap : step.line)
-        step.reach = std::max<int64_t>({step.reach, std::abs(tap.di), std::abs(tap.dj)});
-      break;
-    case Kind::area:
-      step.reach = static_cast<int64_t>(std::ceil(ops.reach(k) / l.pitch));
-      break;
-    case Kind::taps:
-      step.bound = ops.bound(node.values);
-      break;
-    default:
-      break;
   }
+  return expanded(request, last);
 }
 
 // Brings what was computed on a coarser lattice back to the one asked for.
-int Builder::expanded(const Request& request, int coarse, const Lattice& coarseLattice) {
-  if (coarseLattice == request.lattice) return coarse;
+int Builder::expanded(const Request& request, int coarse) {
+  const double pitch = program_.steps[static_cast<size_t>(coarse)].lattice.pitch;
+  if (pitch == request.lattice.pitch) return coarse;
   const KernelOps& ops = *request.node->ops;
-  const void* k = program_.steps[static_cast<size_t>(coarse)].kernel.get();
-  const int factor = static_cast<int>(std::lround(coarseLattice.pitch / request.lattice.pitch));
-  Step step;
-  step.op = Step::Op::expand;
-  step.node = request.node.get();
-  step.lattice = request.lattice;
-  step.bounds = covering(request.node->extent, request.lattice);
-  step.inputs = {coarse};
-  step.stagesX = step.stagesY = {AxisStage::expand(factor, ops.smooth && ops.smooth(k) > 0)};
-  return push(std::move(step));
+  const AxisStage stage =
+      AxisStage::expand(static_cast<int>(std::lround(pitch / request.lattice.pitch)), ops.smooth != nullptr);
+  return axisStep(*request.node, coarse, request.lattice, covering(request.node->extent, request.lattice),
+                  stage, stage);
 }
 
 }  // namespace

@@ -34,7 +34,7 @@ struct GridEdge {
 };
 
 struct Step {
-  enum class Op { empty, sample, crop, clamp, expand, kernel };
+  enum class Op { empty, sample, crop, clamp, axis, kernel };
   Op op = Op::empty;
   const Node* node = nullptr;
   Lattice lattice;
@@ -47,8 +47,8 @@ struct Step {
   const KernelOps* ops = nullptr;
   std::unique_ptr<std::max_align_t[]> kernel;
   CGPoint anchor;
-  double bound = 0;                         // taps: in samples; kAnywhere for the whole input
-  std::vector<AxisStage> stagesX, stagesY;  // separable, resample, expand
+  double bound = 0;                       // taps: in samples; kAnywhere for the whole input
+  std::optional<AxisStage> axisX, axisY;  // axis: what separable and resample kernels are made of
   std::vector<LineTap> line;
   int64_t reach = 0;  // area, line: in samples
 };
@@ -59,7 +59,8 @@ struct Program {
   std::map<uint64_t, std::unique_ptr<TexelSource>> sources;  // by the bitmap's serial
   std::vector<std::unique_ptr<Values>> found;                // what reduce kernels found
   std::vector<std::vector<Px>> tables;
-  std::vector<NodePtr> kept;  // nodes the steps point at
+  std::vector<std::unique_ptr<std::max_align_t[]>> kernels;  // that resample stages point at
+  std::vector<NodePtr> kept;                                 // nodes the steps point at
 };
 
 struct ProgramOptions {
@@ -67,7 +68,8 @@ struct ProgramOptions {
   const double* workingMatrix = nullptr;  // linear sRGB to its primaries; null: the identity
   // Renders the root of a program whole: how tables, reductions and foreign frames get their pixels.
   std::function<std::string(const Program&, const IndexRect&, Buffer&)> renderWhole;
-  int depth = 0;  // of programs within programs
+  bool direct = false;  // every separable kernel as its plain sum: what the reference is computed from
+  int depth = 0;        // of programs within programs
 };
 
 // Returns the error, empty on success.

@@ -22,6 +22,10 @@ struct Box {
 // the render is refused for its size anyway unless the machine is very large.
 constexpr double kMostMoves = 1e8;
 
+// Indices beyond this are never near a picture, and sums of them must not overflow.
+constexpr int64_t kLongestSide = int64_t{1} << 42;
+constexpr double kNever = std::numeric_limits<double>::infinity();
+
 bool isWarp(const Step& step) { return step.ops && step.ops->kind == Kind::warp; }
 
 // Places that no sample lies near do not widen the box.
@@ -33,7 +37,7 @@ void addNear(Box& box, const GridEdge& edge, double u, double v) {
   if (u > x0 && u < x1 && v > y0 && v < y1) box.add(u, v);
 }
 
-IndexRect movedBox(const Step& step, const IndexRect& r) {
+IndexRect movedBox(const Step& step, const IndexRect& r, InstructionSet set) {
   Box box;
   const GridEdge& edge = step.edges[0];
   if (!isWarp(step)) {
@@ -49,7 +53,7 @@ IndexRect movedBox(const Step& step, const IndexRect& r) {
   for (int64_t j = r.y0; j < r.y1; ++j)
     for (int64_t i = r.x0; i < r.x1; i += kRunLength) {
       const int n = static_cast<int>(std::min<int64_t>(kRunLength, r.x1 - i));
-      gridRun(step, j, i, n, run);
+      gridRun(step, j, i, n, set, run);
       for (int k = 0; k < n; ++k) addNear(box, edge, run.u[k], run.v[k]);
     }
   return gridBox(edge, box.u0, box.v0, box.u1, box.v1);
@@ -71,17 +75,17 @@ IndexRect boundedBox(const Step& step, const GridEdge& edge, const IndexRect& r)
 
 class Demand {
  public:
-  Demand(const Program& program, const IndexRect& out, double mostBytes) : program_(program) {
+  Demand(const Program& program, const IndexRect& out, InstructionSet set) : program_(program), set_(set) {
     found_.steps.resize(program.steps.size());
     found_.edges.resize(program.steps.size());
-    found_.users.resize(program.steps.size());
     ask(program.root, out);
     for (size_t k = program.steps.size(); k-- > 0;) {
-      found_.peakBytes = Buffer::bytesFor(found_.steps[k]);
-      if (found_.peakBytes > mostBytes) return;
+      const IndexRect& r = found_.steps[k];
+      found_.samples += r.area();
+      if (std::max(r.width(), r.height()) > kLongestSide) found_.samples = kNever;
+      if (found_.samples == kNever) return;
       spread(static_cast<int>(k));
     }
-    weigh();
   }
   Regions take() { return std::move(found_); }
 
@@ -90,7 +94,6 @@ class Demand {
     if (step < 0) return;
     const auto k = static_cast<size_t>(step);
     found_.steps[k] = unionOf(found_.steps[k], intersection(r, program_.steps[k].bounds));
-    ++found_.users[k];
   }
 
   void askEdge(size_t k, const GridEdge& edge, const IndexRect& box) {
@@ -107,13 +110,13 @@ class Demand {
       case Step::Op::empty:
         return;
       case Step::Op::sample:
-        return askEdge(k, step.edges[0], movedBox(step, r));
+        return askEdge(k, step.edges[0], movedBox(step, r, set_));
       case Step::Op::crop:
         return ask(step.inputs[0], r);
       case Step::Op::clamp:
         return ask(step.inputs[0], clampedRegion(step, r));
-      case Step::Op::expand:
-        return ask(step.inputs[0], stagedRegion(step, r));
+      case Step::Op::axis:
+        return ask(step.inputs[0], filteredRegion(step, r));
       case Step::Op::kernel:
         return spreadKernel(step, k, r);
     }
@@ -125,23 +128,19 @@ class Demand {
             std::clamp(r.x1, c.x0 + 1, c.x1), std::clamp(r.y1, c.y0 + 1, c.y1)};
   }
 
-  static IndexRect stagedRegion(const Step& step, const IndexRect& r) {
-    const IndexRange x = stageRanges(step.stagesX, {r.x0, r.x1}).front(),
-                     y = stageRanges(step.stagesY, {r.y0, r.y1}).front();
+  static IndexRect filteredRegion(const Step& step, const IndexRect& r) {
+    const IndexRange x = step.axisX->inputFor({r.x0, r.x1}), y = step.axisY->inputFor({r.y0, r.y1});
     return {x.begin, y.begin, x.end, y.end};
   }
 
   void spreadKernel(const Step& step, size_t k, const IndexRect& r) {
     switch (step.ops->kind) {
       case Kind::warp:
-        return askEdge(k, step.edges[0], movedBox(step, r));
+        return askEdge(k, step.edges[0], movedBox(step, r, set_));
       case Kind::taps:
         ask(step.inputs[0], r);
         for (const GridEdge& edge : step.edges) askEdge(k, edge, boundedBox(step, edge, r));
         return;
-      case Kind::separable:
-      case Kind::resample:
-        return ask(step.inputs[0], stagedRegion(step, r));
       case Kind::line:
       case Kind::area:
         return ask(step.inputs[0], grown(r, step.reach, step.reach));
@@ -150,45 +149,15 @@ class Demand {
     }
   }
 
-  // Walks an evaluation: a step's samples are held until its last user is done.
-  void weigh() {
-    std::vector<int> left = found_.users;
-    double held = 0;
-    found_.peakBytes = 0;
-    for (size_t k = 0; k < program_.steps.size(); ++k) {
-      const Step& step = program_.steps[k];
-      if (found_.steps[k].empty()) continue;
-      double own = Buffer::bytesFor(found_.steps[k]);
-      held += own;
-      double extra = 0;
-      for (size_t e = 0; e < step.edges.size() && e < found_.edges[k].size(); ++e)
-        if (step.edges[e].source) extra += Buffer::bytesFor(found_.edges[k][e]);
-      const bool copies = step.op == Step::Op::expand || (step.ops && step.ops->reach);
-      if (copies && step.inputs[0] >= 0)
-        extra += 2 * Buffer::bytesFor(found_.steps[static_cast<size_t>(step.inputs[0])]);
-      found_.samples += found_.steps[k].area();
-      found_.peakBytes = std::max(found_.peakBytes, held + extra);
-      for (int input : step.inputs)
-        if (input >= 0 && --left[static_cast<size_t>(input)] == 0)
-          held -= Buffer::bytesFor(found_.steps[static_cast<size_t>(input)]);
-    }
-  }
-
   const Program& program_;
+  const InstructionSet set_;
   Regions found_;
 };
 
 }  // namespace
 
-std::vector<IndexRange> stageRanges(const std::vector<AxisStage>& stages, IndexRange out) {
-  std::vector<IndexRange> ranges(stages.size() + 1);
-  ranges.back() = out;
-  for (size_t k = stages.size(); k-- > 0;) ranges[k] = stages[k].inputFor(ranges[k + 1]);
-  return ranges;
-}
-
-Regions regionsFor(const Program& program, const IndexRect& out, double mostBytes) {
-  return Demand(program, out, mostBytes).take();
+Regions regionsFor(const Program& program, const IndexRect& out, InstructionSet set) {
+  return Demand(program, out, set).take();
 }
 
 }  // namespace vello

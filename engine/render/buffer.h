@@ -58,9 +58,4 @@ inline void copyRun(const Run& from, const Run& to, int64_t n) {
   std::memcpy(to.a, from.a, static_cast<size_t>(n) * sizeof(float));
 }
 
-// Between premultiplied and straight colour, in place. Where alpha is 0 the straight colour is the
-// premultiplied one, and premultiplying makes it 0.
-void unpremultiply(const Run& run, int64_t n);
-void premultiply(const Run& run, int64_t n);
-
 }  // namespace vello

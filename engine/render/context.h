@@ -7,6 +7,7 @@
 #include <string>
 
 #include "engine/image/image.h"
+#include "engine/math/instruction_set.h"
 #include "platform/bitmap.h"
 
 namespace vello {
@@ -14,9 +15,11 @@ namespace vello {
 struct ContextOptions {
   ColorSpacePtr workingColorSpace;  // a matrix RGB space, of which the primaries count; null: linear sRGB
   ColorSpacePtr outputColorSpace;   // null: the space asked for at the render
-  int64_t memoryLimit = 0;          // bytes of intermediates; 0: half of the machine's memory
+  int64_t memoryLimit = 0;          // bytes of intermediates; 0: a quarter of the machine's memory
   int tileSide = 0;                 // output pixels a side of a tile; 0: chosen by the renderer
-  bool reference = false;           // the plain renderer that all others are checked against
+  int threads = 0;                  // that compute; 0: as many as there are cores
+  InstructionSet instructionSet = InstructionSet::v4;  // the best that may be used, where the machine has it
+  bool reference = false;  // the plain renderer that all others are checked against
 };
 
 struct RenderRequest {

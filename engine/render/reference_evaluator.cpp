@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "engine/plan/placement.h"
-#include "engine/render/evaluator.h"
+#include "engine/render/reference_evaluator.h"
 
 namespace vello {
 namespace {
@@ -28,17 +28,33 @@ Px straightened(Px p) {
 
 Px premultiplied(Px p) { return {p.r * p.a, p.g * p.a, p.b * p.a, p.a}; }
 
-class ReferenceEvaluator : public Evaluator {
+class ReferenceEvaluator {
  public:
-  using Evaluator::Evaluator;
+  ReferenceEvaluator(const Program& program, const Regions& regions) : program_(program), regions_(regions) {}
+
+  Buffer evaluate() {
+    buffers_.resize(program_.steps.size());
+    for (size_t k = 0; k < program_.steps.size(); ++k) {
+      if (regions_.steps[k].empty()) continue;
+      buffers_[k] = Buffer(regions_.steps[k]);
+      compute(program_.steps[k], buffers_[k]);
+    }
+    const auto root = static_cast<size_t>(program_.root);
+    Buffer result = std::move(buffers_[root]);
+    const IndexRect& r = result.rect();
+    if (program_.steps[root].straight)
+      for (int64_t j = r.y0; j < r.y1; ++j)
+        for (int64_t i = r.x0; i < r.x1; ++i) result.at(i, j).set(0, premultiplied(result.get(i, j)));
+    return result;
+  }
 
  private:
-  void compute(const Step& step, size_t, Buffer& out) override {
+  const Buffer& samples(int step) const { return buffers_[static_cast<size_t>(step)]; }
+  bool isStraight(int step) const { return program_.steps[static_cast<size_t>(step)].straight; }
+
+  void compute(const Step& step, Buffer& out) {
     const IndexRect& r = out.rect();
-    if (step.op == Step::Op::kernel &&
-        (step.ops->kind == Kind::separable || step.ops->kind == Kind::resample))
-      prepare(step, r);
-    if (step.op == Step::Op::expand) prepare(step, r);
+    if (step.op == Step::Op::axis) prepare(step, r);
     for (int64_t j = r.y0; j < r.y1; ++j)
       for (int64_t i = r.x0; i < r.x1; ++i) out.at(i, j).set(0, sampleOf(step, i, j));
   }
@@ -55,7 +71,7 @@ class ReferenceEvaluator : public Evaluator {
         const IndexRect& c = step.clampRect;
         return get(step, 0, std::clamp(i, c.x0, c.x1 - 1), std::clamp(j, c.y0, c.y1 - 1), step.straight);
       }
-      case Step::Op::expand:
+      case Step::Op::axis:
         return filtered(i, j);
       case Step::Op::kernel:
         return kernel(step, i, j);
@@ -67,15 +83,12 @@ class ReferenceEvaluator : public Evaluator {
     const KernelOps& ops = *step.ops;
     const void* k = step.kernel.get();
     float x;
-    const At at = placesOf(step, j, i, 1, &x).at(0);
+    const At at = placesOf(step, j, i, 1, &x, rowLoops(InstructionSet::baseline)).at(0);
     switch (ops.kind) {
       case Kind::warp:
         return moved(step, step.edges[0], i, j, ops.move(k, at));
       case Kind::taps:
         return tapped(step, i, j, at);
-      case Kind::separable:
-      case Kind::resample:
-        return filtered(i, j);
       case Kind::line: {
         Sum sum;
         for (const LineTap& tap : step.line) sum.add(get(step, 0, i + tap.di, j + tap.dj, false), tap.weight);
@@ -161,11 +174,12 @@ class ReferenceEvaluator : public Evaluator {
   Px windowed(const Step& step, int64_t i, int64_t j) const {
     const auto reach = step.reach;
     Buffer window({i - reach, j - reach, i + reach + 1, j + reach + 1});
-    for (int64_t y = j - reach; y <= j + reach; ++y)
+    std::vector<Run> rows;
+    for (int64_t y = j - reach; y <= j + reach; ++y) {
       for (int64_t x = i - reach; x <= i + reach; ++x) window.at(x, y).set(0, get(step, 0, x, y, false));
-    const Run at = window.at(i, j);
-    return step.ops->window(step.kernel.get(),
-                            {at.r, at.g, at.b, at.a, static_cast<long>(window.rect().width())});
+      rows.push_back(window.at(i, y));
+    }
+    return step.ops->window(step.kernel.get(), {rows.data() + reach, 0});
   }
 
   struct Weights {
@@ -173,38 +187,20 @@ class ReferenceEvaluator : public Evaluator {
     std::vector<double> w;
   };
 
-  // One set of weights from the input to every output: a Gaussian is itself, whatever grids the fast way
-  // takes.
-  static std::vector<Weights> axisWeights(const Step& step, const std::vector<AxisStage>& stages,
-                                          IndexRange out) {
+  static std::vector<Weights> axisWeights(const AxisStage& stage, IndexRange out) {
     std::vector<Weights> list;
-    const double sigma =
-        step.ops && step.ops->smooth ? step.ops->smooth(step.kernel.get()) / step.lattice.pitch : 0;
+    std::vector<float> weights(static_cast<size_t>(stage.count()));
     for (int64_t o = out.begin; o < out.end; ++o) {
-      Weights entry;
-      if (sigma >= 5) {
-        const auto n = static_cast<int64_t>(std::ceil(6 * sigma));
-        entry.first = o - n;
-        double total = 0;
-        for (int64_t t = -n; t <= n; ++t) {
-          entry.w.push_back(std::exp(-0.5 * static_cast<double>(t * t) / sigma / sigma));
-          total += entry.w.back();
-        }
-        for (double& w : entry.w) w /= total;
-      } else {
-        const AxisPass pass = stages[0].pass({o, o + 1});
-        entry.first = pass.first[0];
-        entry.w.assign(pass.weights.begin(), pass.weights.begin() + pass.count);
-      }
-      list.push_back(std::move(entry));
+      const int64_t first = stage.weigh(o, weights.data());
+      list.push_back({first, {weights.begin(), weights.end()}});
     }
     return list;
   }
 
   void prepare(const Step& step, const IndexRect& r) {
     rect_ = r;
-    columns_ = axisWeights(step, step.stagesX, {r.x0, r.x1});
-    rows_ = axisWeights(step, step.stagesY, {r.y0, r.y1});
+    columns_ = axisWeights(*step.axisX, {r.x0, r.x1});
+    rows_ = axisWeights(*step.axisY, {r.y0, r.y1});
     const IndexRect& in = samples(step.inputs[0]).rect();
     firstRow_ = in.y0;
     along_.assign(static_cast<size_t>(in.height() * r.width()), {});
@@ -233,7 +229,10 @@ class ReferenceEvaluator : public Evaluator {
     return sum.px();
   }
 
-  // Of the separable step being computed: its weights, and its input already filtered along x.
+  const Program& program_;
+  const Regions& regions_;
+  std::vector<Buffer> buffers_;
+  // Of the axis step being computed: its weights, and its input already filtered along x.
   IndexRect rect_;
   std::vector<Weights> columns_, rows_;
   std::vector<Sum> along_;

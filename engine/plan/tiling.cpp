@@ -1,0 +1,99 @@
+#include "engine/plan/tiling.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+
+#include "engine/render/grid.h"
+
+namespace vello {
+namespace {
+
+constexpr double kSampleBytes = 4 * sizeof(float);
+
+// Of a core's second-level cache.
+double cacheBytes() {
+  static const double bytes = [] {
+    const long found = sysconf(_SC_LEVEL2_CACHE_SIZE);
+    return found > 0 ? static_cast<double>(found) : 1 << 20;
+  }();
+  return bytes;
+}
+
+bool interpolates(const Passes& passes) {
+  return std::any_of(passes.list.begin(), passes.list.end(), [](const Pass& p) { return !p.moving.empty(); });
+}
+
+// What an axis step keeps beside its rows: rows filtered along x, or open sums.
+double filterBytes(const Step& step, const IndexRect& region) {
+  const AxisStage &x = *step.axisX, &y = *step.axisY;
+  const bool scattered = y.type() == AxisStage::Type::reduce;
+  const auto rows = static_cast<double>(scattered ? y.count() / y.factor() + 3 : y.count() + 1);
+  const auto width =
+      static_cast<double>(scattered ? x.inputFor({region.x0, region.x1}).size() : region.width());
+  return 2 * rows * (width + 16) * kSampleBytes;
+}
+
+}  // namespace
+
+double bytesHeld(const Program& program, const Passes& passes, const IndexRect& out, InstructionSet set) {
+  const Regions all = regionsFor(program, out, set);
+  if (!(all.samples < 1e300)) return all.samples;
+  const int64_t middle = (out.y0 + out.y1) / 2;
+  const Regions line = regionsFor(program, {out.x0, middle, out.x1, middle + 1}, set);
+  std::vector<int> readers(program.steps.size());
+  int64_t widest = 0;
+  for (const Pass& pass : passes.list)
+    for (const Reader& reader : pass.readers) ++readers[static_cast<size_t>(reader.step)];
+  const bool grids = interpolates(passes);
+  double bytes = 0;
+  for (size_t k = 0; k < program.steps.size(); ++k) {
+    const Step& step = program.steps[k];
+    for (const IndexRect& box : all.edges[k]) bytes += Grid::bytesFor(box);
+    const IndexRect& r = all.steps[k];
+    if (passes.keptBy[k] < 0 || r.empty()) continue;
+    // Where an edge reads everything first, what others read as well waits for them.
+    const int64_t rows =
+        grids && readers[k] > 1 ? r.height() : std::min(r.height(), line.steps[k].height() + 2);
+    const auto capacity = static_cast<double>(std::bit_ceil(static_cast<uint64_t>(rows)));
+    bytes += 1.5 * capacity * static_cast<double>(r.width() + 2 * step.reach + 64) * kSampleBytes;
+    widest = std::max(widest, r.width());
+    if (step.op == Step::Op::axis) bytes += filterBytes(step, r);
+  }
+  for (const Pass& pass : passes.list) bytes = std::max(bytes, bytes + pass.slots * 256 * kSampleBytes);
+  return bytes;
+}
+
+Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRect& frame, int threads,
+                    int side, InstructionSet set) {
+  const auto tile = [&](int64_t width, int64_t height) {
+    width = std::min(width, frame.width());
+    height = std::min(height, frame.height());
+    const int64_t x = frame.x0 + (frame.width() - width) / 2, y = frame.y0 + (frame.height() - height) / 2;
+    const IndexRect middle{x, y, x + width, y + height};
+    return Tiling{width, height, bytesHeld(program, passes, middle, set),
+                  regionsFor(program, middle, set).samples / middle.area()};
+  };
+  if (side > 0) return tile(side, side);
+  const bool square = interpolates(passes);
+  // Every thread gets some tiles, so that none waits long for the last one.
+  const int64_t share = std::max<int64_t>(1, frame.height() / std::max(1, threads * 4));
+  Tiling best;
+  double least = INFINITY;
+  for (int64_t width = square ? 64 : 256; width <= 4096; width *= 2) {
+    const Tiling next = tile(width, square ? width : std::max<int64_t>(share, 64));
+    const double crowded = std::max(1.0, next.bytes / (cacheBytes() / 2));
+    // Samples that do not fit the cache cost about twice as much.
+    const double cost = next.samples * (1 + std::min(1.0, 0.35 * std::log2(crowded)));
+    if (cost < 0.98 * least) {
+      least = cost;
+      best = next;
+    }
+    if (next.width >= frame.width() || next.bytes > 64 * cacheBytes()) break;
+  }
+  return best;
+}
+
+}  // namespace vello

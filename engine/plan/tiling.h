@@ -1,0 +1,23 @@
+// In which rectangles a program is evaluated, so that what each holds stays near the processor and little is
+// computed twice.
+#pragma once
+
+#include "engine/plan/passes.h"
+#include "engine/plan/regions.h"
+
+namespace vello {
+
+struct Tiling {
+  int64_t width = 0, height = 0;  // of a tile, in samples of the root; those at the borders may be smaller
+  double bytes = 0;               // at most held by one tile
+  double samples = 0;             // computed for each sample of the root
+};
+
+// For `threads` threads over `frame`. `side` above 0 fixes the tile.
+Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRect& frame, int threads,
+                    int side, InstructionSet set);
+
+// At most held by an evaluation of `out`.
+double bytesHeld(const Program& program, const Passes& passes, const IndexRect& out, InstructionSet set);
+
+}  // namespace vello

@@ -1,0 +1,144 @@
+#include "engine/render/axis_rows.h"
+
+#include "engine/render/column_filter.h"
+#include "engine/render/row_ring.h"
+
+namespace vello {
+namespace {
+
+// Along x as rows come; then every output row is a sum of the rows around it.
+class GatheredRows : public AxisRows {
+ public:
+  GatheredRows(const AxisStage& x, const AxisStage& y, const IndexRect& out, const RowLoops& loops)
+      : AxisRows(x, y, out, loops),
+        columns_(x, {out.x0, out.x1}, loops),
+        rows_(out.width()),
+        weights_(static_cast<size_t>(y.count())),
+        top_(input().y1) {}
+
+  void take(int64_t row, const Run* samples) override {
+    const Run to = rows_.add(row, wanted_);
+    flags_[slot(row)] = samples ? columns_.filter(*samples, to) : Alpha::clear;
+  }
+
+  void make(int64_t j, const Run& out) override {
+    const int64_t first = y_.weigh(j, weights_.data());
+    // The next output row takes nothing above this.
+    wanted_ = y_.inputFor({j - 1, j}).end - 1;
+    pointers_.clear();
+    used_.clear();
+    bool opaque = true;
+    for (int t = 0; t < y_.count(); ++t) {
+      const Alpha alpha = flags_[slot(first + t)];
+      opaque = opaque && alpha == Alpha::opaque;
+      if (alpha == Alpha::clear) continue;
+      pointers_.push_back(rows_.at(first + t));
+      used_.push_back(weights_[static_cast<size_t>(t)]);
+    }
+    sum(opaque, out);
+  }
+
+ private:
+  void sum(bool opaque, const Run& out) {
+    const int64_t n = out_.width();
+    const int count = static_cast<int>(used_.size());
+    const bool whole = count == y_.count() && y_.symmetric();
+    float* const channels[] = {out.r, out.g, out.b, out.a};
+    float* Run::*const planes[] = {&Run::r, &Run::g, &Run::b, &Run::a};
+    list_.resize(static_cast<size_t>(count));
+    for (size_t c = 0; c < (opaque ? 3u : 4u); ++c) {
+      for (size_t t = 0; t < list_.size(); ++t) list_[t] = pointers_[t].*planes[c];
+      (whole ? loops_.symmetricSum : loops_.weightedSum)(list_.data(), used_.data(), count, channels[c], n);
+    }
+    if (opaque) {
+      std::fill_n(out.a, n, 1.0f);
+    } else {
+      loops_.snapToOne(out.a, n);
+    }
+  }
+
+  // Rows that lie in the window at one time have slots of their own.
+  size_t slot(int64_t row) {
+    const auto most = static_cast<int64_t>(flags_.size());
+    return static_cast<size_t>(((-row) % most + most) % most);
+  }
+
+  ColumnFilter columns_;
+  RowRing rows_;
+  std::vector<float> weights_, used_;
+  std::vector<Run> pointers_;
+  std::vector<const float*> list_;
+  std::vector<Alpha> flags_ = std::vector<Alpha>(static_cast<size_t>(y_.count()) + 2, Alpha::clear);
+  int64_t wanted_ = INT64_MAX, top_;
+};
+
+// Every row is added to the few coarse rows it takes part in; those are filtered along x when they are whole.
+class ScatteredRows : public AxisRows {
+ public:
+  ScatteredRows(const AxisStage& x, const AxisStage& y, const IndexRect& out, const RowLoops& loops)
+      : AxisRows(x, y, out, loops),
+        columns_(x, {out.x0, out.x1}, loops),
+        width_(input().width()),
+        open_(width_),
+        weights_(static_cast<size_t>(y.count())),
+        next_(out.y1 - 1) {
+    y.weigh(0, weights_.data());
+  }
+
+  void take(int64_t row, const Run* samples) override {
+    const int64_t factor = y_.factor(), offset = y_.inputFor({0, 1}).begin;
+    // Output o begins at o * factor + offset.
+    while (next_ >= out_.y0 && row < next_ * factor + offset + y_.count()) open(next_--);
+    if (!samples) return;
+    outs_[0].clear(), outs_[1].clear(), outs_[2].clear(), outs_[3].clear();
+    factors_.clear();
+    for (int64_t o = next_ + 1; o < out_.y1 && o * factor + offset <= row; ++o) {
+      const int64_t t = row - (o * factor + offset);
+      if (t >= y_.count()) break;
+      const Run sums = open_.at(o);
+      outs_[0].push_back(sums.r), outs_[1].push_back(sums.g), outs_[2].push_back(sums.b);
+      outs_[3].push_back(sums.a);
+      factors_.push_back(weights_[static_cast<size_t>(t)]);
+    }
+    const float* const channels[] = {samples->r, samples->g, samples->b, samples->a};
+    for (size_t c = 0; c < 4; ++c)
+      loops_.scatter(channels[c], outs_[c].data(), factors_.data(), static_cast<int>(factors_.size()),
+                     width_);
+  }
+
+  void make(int64_t j, const Run& out) override {
+    while (next_ >= j) open(next_--);
+    const Run sums = open_.at(j);
+    loops_.snapToOne(sums.a, width_);
+    done_ = j;
+    if (columns_.filter(sums, out) != Alpha::opaque) loops_.snapToOne(out.a, out_.width());
+  }
+
+ private:
+  void open(int64_t o) {
+    const Run sums = open_.add(o, done_ - 1);
+    for (float* p : {sums.r, sums.g, sums.b, sums.a}) std::fill_n(p, width_, 0.0f);
+  }
+
+  ColumnFilter columns_;
+  int64_t width_;
+  RowRing open_;
+  std::vector<float> weights_, factors_;
+  std::vector<float*> outs_[4];
+  int64_t next_, done_ = INT64_MAX;
+};
+
+}  // namespace
+
+IndexRect AxisRows::input() const {
+  const IndexRange x = x_.inputFor({out_.x0, out_.x1}), y = y_.inputFor({out_.y0, out_.y1});
+  return {x.begin, y.begin, x.end, y.end};
+}
+
+std::unique_ptr<AxisRows> AxisRows::create(const AxisStage& x, const AxisStage& y, const IndexRect& out,
+                                           const RowLoops& loops) {
+  if (y.type() == AxisStage::Type::reduce) return std::make_unique<ScatteredRows>(x, y, out, loops);
+  return std::make_unique<GatheredRows>(x, y, out, loops);
+}
+
+}  // namespace vello

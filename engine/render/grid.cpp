@@ -1,0 +1,41 @@
+#include "engine/render/grid.h"
+
+#include <cstring>
+
+namespace vello {
+
+double Grid::bytesFor(const IndexRect& box) { return grown(box, 1, 1).area() * 4 * sizeof(float); }
+
+Grid::Grid(const GridEdge& edge, const IndexRect& box) : box_(box) {
+  const IndexRect all = box.empty() ? IndexRect{0, 0, 2, 2} : grown(box, 1, 1);
+  const auto count = static_cast<size_t>(all.width() * all.height() * 4);
+  samples_ = std::make_unique_for_overwrite<float[]>(count);
+  // Rows and columns beyond the box: what lies beyond the edge's valid samples is transparent.
+  const auto row = static_cast<size_t>(all.width() * 4);
+  std::memset(samples_.get(), 0, row * sizeof(float));
+  std::memset(samples_.get() + count - row, 0, row * sizeof(float));
+  for (size_t k = row; k < count; k += row) {
+    std::memset(samples_.get() + k, 0, 4 * sizeof(float));
+    std::memset(samples_.get() + k - 4, 0, 4 * sizeof(float));
+  }
+  const IndexRect& v = edge.valid;
+  frame_ = {static_cast<double>(v.x0),
+            static_cast<double>(v.x1 - 1),
+            static_cast<double>(v.y0),
+            static_cast<double>(v.y1 - 1),
+            !edge.clamp,
+            all.x0,
+            all.y0,
+            all.width()};
+  if (edge.clamp) return;
+  frame_.lowU -= 1, frame_.highU += 1, frame_.lowV -= 1, frame_.highV += 1;
+  if (box.empty()) frame_.highU = frame_.lowU;  // nothing is inside
+}
+
+void Grid::setRow(int64_t j, const Run& run, const RowLoops& loops) {
+  const float* const planes[] = {run.r, run.g, run.b, run.a};
+  const int64_t at = (j - frame_.y0) * frame_.stride + (box_.x0 - frame_.x0);
+  loops.interleave(planes, samples_.get() + at * 4, box_.width());
+}
+
+}  // namespace vello

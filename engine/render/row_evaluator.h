@@ -1,0 +1,73 @@
+// Evaluates a program over a rectangle of its root, row by row from the top down. Steps keep no more rows
+// than somebody below still reads. One evaluator serves one rectangle on one thread at a time.
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "engine/plan/passes.h"
+#include "engine/plan/regions.h"
+#include "engine/render/axis_rows.h"
+#include "engine/render/grid.h"
+#include "engine/render/row_ring.h"
+
+namespace vello {
+
+class RowEvaluator {
+ public:
+  // n samples of row j from column i on, premultiplied.
+  using Store = std::function<void(int64_t j, int64_t i, int n, const Run& samples)>;
+
+  RowEvaluator(const Program& program, const Passes& passes, const IndexRect& out, InstructionSet set);
+  ~RowEvaluator();
+  // The next `rows` rows of the rectangle.
+  void advance(int64_t rows, const Store& store);
+
+ private:
+  struct Kept;
+  struct Workspace;
+
+  void keep(size_t pass);
+  void prepare(const Pass& pass, int64_t j);
+  void need(Kept& kept, int64_t lowest);
+  void make(Kept& kept);
+  void feed(Kept& kept, int64_t j);
+  void release(const Pass& pass, size_t index, int64_t next);
+  int64_t lowestFor(const Reader& reader, int64_t j) const;
+  int64_t highestFor(const Reader& reader, int64_t j) const;
+  int64_t firstWanted(const Reader& reader, const IndexRect& region, const IndexRect& rows) const;
+  void buildGrids(const Step& step, size_t index);
+  void copyToGrid(int index, int edge, Grid& grid);
+  int64_t* wantedBy(int step, int edge);
+  Run rowOf(int step, int64_t j, int64_t i) const;
+
+  Run runPass(const Pass& pass, int64_t j, int64_t i, int n, const Run* into);
+  void compute(const RunOp& op, int64_t j, int64_t i, int n, const Run& out);
+  void computeInside(const RunOp& op, int64_t j, int64_t i, int n, const Run& out);
+  void texels(const Step& step, int64_t j, int64_t i, int n, const Run& out);
+  void interpolate(const GridEdge& edge, const Grid& grid, const double* u, const double* v, int n,
+                   const Run& out);
+  void scale(const Run& run, const float* gain, int n) const;
+  void moved(const Step& step, size_t index, int64_t j, int64_t i, int n, const Run& out);
+  void tapped(const RunOp& op, const Step& step, int64_t j, int64_t i, int n, const Run& out);
+  void cropped(const RunOp& op, const Step& step, int64_t j, int64_t i, int n, const Run& out);
+  void clamped(const Step& step, int64_t j, int64_t i, int n, const Run& out);
+  void lined(const Step& step, int64_t j, int64_t i, int n, const Run& out);
+  void windowed(const Step& step, int64_t j, int64_t i, int n, const Run& out);
+  void coloured(const RunOp& op, const Step& step, int64_t j, int64_t i, int n, const Run& out);
+  void straighten(const Run& run, int n) const;
+  void premultiply(const Run& run, int n) const;
+
+  const Program& program_;
+  const Passes& passes_;
+  const Regions regions_;
+  const InstructionSet set_;
+  const RowLoops& loops_;
+  const IndexRect out_;
+  int64_t next_;
+  std::vector<std::unique_ptr<Kept>> kept_;  // by pass; null where nothing is kept
+  std::vector<std::vector<Grid>> grids_;     // by step and edge; empty until they are needed
+  std::unique_ptr<Workspace> work_;
+};
+
+}  // namespace vello

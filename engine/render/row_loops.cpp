@@ -1,0 +1,287 @@
+#include "engine/render/row_loops.h"
+
+#include <cstring>
+
+#include "engine/filters/kernel.h"
+
+// Vectors are passed between inlined functions only.
+#pragma GCC diagnostic ignored "-Wpsabi"
+
+#if defined(__clang__)
+#define VELLO_INDEPENDENT_LOOP _Pragma("clang loop vectorize(assume_safety)")
+#else
+#define VELLO_INDEPENDENT_LOOP _Pragma("GCC ivdep")
+#endif
+
+namespace vello {
+namespace {
+
+template <int Bytes>
+struct Lanes {
+  typedef float Vector __attribute__((vector_size(Bytes)));
+  static constexpr int count = Bytes / 4;
+};
+
+template <class V>
+KERNEL V loaded(const float* p) {
+  V v;
+  std::memcpy(&v, p, sizeof v);
+  return v;
+}
+
+template <class V>
+KERNEL void stored(const V& v, float* p) {
+  std::memcpy(p, &v, sizeof v);
+}
+
+// Eight vectors of sums stay in registers while all rows are added.
+template <int Bytes, bool Symmetric>
+KERNEL void sumLoop(const float* const* rows, const float* weights, int count, float* out, int64_t n) {
+  using V = typename Lanes<Bytes>::Vector;
+  constexpr int lanes = Lanes<Bytes>::count, block = 8 * lanes;
+  const int half = Symmetric ? count / 2 : count;
+  int64_t k = 0;
+  for (; k + block <= n; k += block) {
+    V s0{}, s1{}, s2{}, s3{}, s4{}, s5{}, s6{}, s7{};
+    const auto add = [&](const float* p, float weight) __attribute__((always_inline)) {
+      const V w = V{} + weight;
+      s0 += w * loaded<V>(p), s1 += w * loaded<V>(p + lanes);
+      s2 += w * loaded<V>(p + 2 * lanes), s3 += w * loaded<V>(p + 3 * lanes);
+      s4 += w * loaded<V>(p + 4 * lanes), s5 += w * loaded<V>(p + 5 * lanes);
+      s6 += w * loaded<V>(p + 6 * lanes), s7 += w * loaded<V>(p + 7 * lanes);
+    };
+    const auto addPair = [&](const float* p, const float* q, float weight) __attribute__((always_inline)) {
+      const V w = V{} + weight;
+      s0 += w * (loaded<V>(p) + loaded<V>(q)), s1 += w * (loaded<V>(p + lanes) + loaded<V>(q + lanes));
+      s2 += w * (loaded<V>(p + 2 * lanes) + loaded<V>(q + 2 * lanes));
+      s3 += w * (loaded<V>(p + 3 * lanes) + loaded<V>(q + 3 * lanes));
+      s4 += w * (loaded<V>(p + 4 * lanes) + loaded<V>(q + 4 * lanes));
+      s5 += w * (loaded<V>(p + 5 * lanes) + loaded<V>(q + 5 * lanes));
+      s6 += w * (loaded<V>(p + 6 * lanes) + loaded<V>(q + 6 * lanes));
+      s7 += w * (loaded<V>(p + 7 * lanes) + loaded<V>(q + 7 * lanes));
+    };
+    for (int t = 0; t < half; ++t) {
+      if (Symmetric) {
+        addPair(rows[t] + k, rows[count - 1 - t] + k, weights[t]);
+      } else {
+        add(rows[t] + k, weights[t]);
+      }
+    }
+    if (Symmetric) add(rows[half] + k, weights[half]);
+    stored(s0, out + k), stored(s1, out + k + lanes);
+    stored(s2, out + k + 2 * lanes), stored(s3, out + k + 3 * lanes);
+    stored(s4, out + k + 4 * lanes), stored(s5, out + k + 5 * lanes);
+    stored(s6, out + k + 6 * lanes), stored(s7, out + k + 7 * lanes);
+  }
+  for (; k < n; ++k) {
+    float s = 0;
+    for (int t = 0; t < half; ++t)
+      s += weights[t] * (Symmetric ? rows[t][k] + rows[count - 1 - t][k] : rows[t][k]);
+    out[k] = Symmetric ? s + weights[half] * rows[half][k] : s;
+  }
+}
+
+template <int Bytes>
+KERNEL void scatterLoop(const float* in, float* const* outs, const float* weights, int count, int64_t n) {
+  using V = typename Lanes<Bytes>::Vector;
+  constexpr int lanes = Lanes<Bytes>::count, block = 4 * lanes;
+  int64_t k = 0;
+  for (; k + block <= n; k += block) {
+    const V i0 = loaded<V>(in + k), i1 = loaded<V>(in + k + lanes), i2 = loaded<V>(in + k + 2 * lanes),
+            i3 = loaded<V>(in + k + 3 * lanes);
+    for (int t = 0; t < count; ++t) {
+      float* out = outs[t] + k;
+      const V w = V{} + weights[t];
+      stored(loaded<V>(out) + w * i0, out);
+      stored(loaded<V>(out + lanes) + w * i1, out + lanes);
+      stored(loaded<V>(out + 2 * lanes) + w * i2, out + 2 * lanes);
+      stored(loaded<V>(out + 3 * lanes) + w * i3, out + 3 * lanes);
+    }
+  }
+  for (; k < n; ++k)
+    for (int t = 0; t < count; ++t) outs[t][k] += weights[t] * in[k];
+}
+
+KERNEL void snapLoop(float* a, int64_t n) {
+  constexpr float rounding = 1.0f / (1 << 18);
+  VELLO_INDEPENDENT_LOOP
+  for (int64_t k = 0; k < n; ++k) {
+    const float difference = a[k] - 1.0f;
+    const bool near = difference < rounding && -difference < rounding;
+    a[k] = select(near, 1.0f, a[k]);
+  }
+}
+
+KERNEL bool allOnesLoop(const float* a, int64_t n) {
+  int others = 0;
+  for (int64_t k = 0; k < n; ++k) others |= a[k] != 1.0f;
+  return others == 0;
+}
+
+KERNEL void divideLoop(float* c, const float* by, int64_t n) {
+  VELLO_INDEPENDENT_LOOP
+  for (int64_t k = 0; k < n; ++k) c[k] /= select(by[k] == 0.0f, 1.0f, by[k]);
+}
+
+KERNEL void multiplyLoop(float* c, const float* by, int64_t n) {
+  VELLO_INDEPENDENT_LOOP
+  for (int64_t k = 0; k < n; ++k) c[k] *= by[k];
+}
+
+KERNEL double placeOf(const RowPlaces& row, int k) {
+  return row.origin + ((row.first + static_cast<double>(k)) + 0.5) * row.pitch;
+}
+
+KERNEL void placesLoop(const RowPlaces& places, double anchor, float* x, int n) {
+  const RowPlaces row = places;
+  VELLO_INDEPENDENT_LOOP
+  for (int k = 0; k < n; ++k) x[k] = static_cast<float>(placeOf(row, k) - anchor);
+}
+
+// Adding and taking away 3 * 2^51 rounds to a whole number; beyond 2^51 there is nothing to round.
+KERNEL double nearest(double v) {
+  const double limited = v < 1e15 ? (v > -1e15 ? v : -1e15) : 1e15;
+  return (limited + 6755399441055744.0) - 6755399441055744.0;
+}
+
+KERNEL double floorOf(double v) {
+  const double near = nearest(v);
+  return near > v ? near - 1.0 : near;
+}
+
+// Places this close to a sample are the sample: what rounding moved is brought back.
+KERNEL double snapped(double u) {
+  const double near = nearest(u), difference = u - near;
+  return difference < 1e-5 && -difference < 1e-5 ? near : u;
+}
+
+template <bool Moved>
+KERNEL void gridPlacesOf(const GridMap& m, double* u, double* v, int n) {
+  VELLO_INDEPENDENT_LOOP
+  for (int k = 0; k < n; ++k) {
+    double x = placeOf(m.x, k), y = m.y;
+    if (Moved) {
+      x += static_cast<double>(m.dx[k]);
+      y += static_cast<double>(m.dy[k]);
+    }
+    u[k] = snapped(m.a * x + m.c * y + m.tx);
+    v[k] = snapped(m.b * x + m.d * y + m.ty);
+  }
+}
+
+KERNEL void gridPlacesLoop(const GridMap& map, double* u, double* v, int n) {
+  const GridMap m = map;
+  if (m.dx) {
+    gridPlacesOf<true>(m, u, v, n);
+  } else {
+    gridPlacesOf<false>(m, u, v, n);
+  }
+}
+
+KERNEL double limited(double v, double low, double high) { return v > low ? (v < high ? v : high) : low; }
+
+KERNEL void gridTapsLoop(const double* u, const double* v, const GridFrame& frame, const GridTaps& out,
+                         int n) {
+  const GridFrame f = frame;
+  const GridTaps to = out;
+  const double x0 = static_cast<double>(f.x0), y0 = static_cast<double>(f.y0);
+  const double stride = static_cast<double>(f.stride);
+  VELLO_INDEPENDENT_LOOP
+  for (int k = 0; k < n; ++k) {
+    const bool within = u[k] > f.lowU && u[k] < f.highU && v[k] > f.lowV && v[k] < f.highV;
+    const double pu = limited(u[k], f.lowU, f.highU), pv = limited(v[k], f.lowV, f.highV);
+    const double fu = floorOf(pu), fv = floorOf(pv);
+    const bool reads = within || !f.open;
+    to.s[k] = static_cast<float>(pu - fu);
+    to.t[k] = static_cast<float>(pv - fv);
+    to.inside[k] = reads ? 1.0f : 0.0f;
+    to.offset[k] = static_cast<int32_t>(reads ? (fv - y0) * stride + (fu - x0) : 0.0);
+  }
+}
+
+typedef float Sample __attribute__((vector_size(16)));
+
+KERNEL Sample between(Sample a, Sample b, float t) { return t == 0 ? a : a + (b - a) * t; }
+
+KERNEL void interpolateLoop(const float* grid, int64_t stride, const GridTaps& taps, float* const* out,
+                            int n) {
+  float *const r = out[0], *const g = out[1], *const b = out[2], *const a = out[3];
+  for (int k = 0; k < n; ++k) {
+    const float* p = grid + int64_t{4} * taps.offset[k];
+    const float s = taps.s[k], t = taps.t[k];
+    const Sample below = between(loaded<Sample>(p), loaded<Sample>(p + 4), s);
+    const Sample above = between(loaded<Sample>(p + 4 * stride), loaded<Sample>(p + 4 * stride + 4), s);
+    Sample result = between(below, above, t);
+    if (taps.inside[k] == 0) result = Sample{};
+    r[k] = result[0], g[k] = result[1], b[k] = result[2], a[k] = result[3];
+  }
+}
+
+KERNEL void interleaveLoop(const float* const* planes, float* out, int64_t n) {
+  const float *const r = planes[0], *const g = planes[1], *const b = planes[2], *const a = planes[3];
+  VELLO_INDEPENDENT_LOOP
+  for (int64_t k = 0; k < n; ++k) {
+    out[4 * k] = r[k];
+    out[4 * k + 1] = g[k];
+    out[4 * k + 2] = b[k];
+    out[4 * k + 3] = a[k];
+  }
+}
+
+// One function of the table, for one instruction set.
+#define VELLO_ROW_LOOP(target, result, name, loop, parameters, arguments) \
+  target static result name parameters { return loop arguments; }
+
+#define VELLO_ROW_LOOPS(target, bytes)                                                                     \
+  VELLO_ROW_LOOP(target, void, weightedSum, (sumLoop<bytes, false>),                                       \
+                 (const float* const* rows, const float* weights, int count, float* out, int64_t n),       \
+                 (rows, weights, count, out, n))                                                           \
+  VELLO_ROW_LOOP(target, void, symmetricSum, (sumLoop<bytes, true>),                                       \
+                 (const float* const* rows, const float* weights, int count, float* out, int64_t n),       \
+                 (rows, weights, count, out, n))                                                           \
+  VELLO_ROW_LOOP(target, void, scatter, (scatterLoop<bytes>),                                              \
+                 (const float* in, float* const* outs, const float* weights, int count, int64_t n),        \
+                 (in, outs, weights, count, n))                                                            \
+  VELLO_ROW_LOOP(target, void, snapToOne, snapLoop, (float* a, int64_t n), (a, n))                         \
+  VELLO_ROW_LOOP(target, bool, allOnes, allOnesLoop, (const float* a, int64_t n), (a, n))                  \
+  VELLO_ROW_LOOP(target, void, divide, divideLoop, (float* c, const float* by, int64_t n), (c, by, n))     \
+  VELLO_ROW_LOOP(target, void, multiply, multiplyLoop, (float* c, const float* by, int64_t n), (c, by, n)) \
+  VELLO_ROW_LOOP(target, void, places, placesLoop, (const RowPlaces& row, double anchor, float* x, int n), \
+                 (row, anchor, x, n))                                                                      \
+  VELLO_ROW_LOOP(target, void, gridPlaces, gridPlacesLoop,                                                 \
+                 (const GridMap& map, double* u, double* v, int n), (map, u, v, n))                        \
+  VELLO_ROW_LOOP(target, void, gridTaps, gridTapsLoop,                                                     \
+                 (const double* u, const double* v, const GridFrame& frame, const GridTaps& out, int n),   \
+                 (u, v, frame, out, n))                                                                    \
+  VELLO_ROW_LOOP(target, void, interpolate, interpolateLoop,                                               \
+                 (const float* grid, int64_t stride, const GridTaps& taps, float* const* out, int n),      \
+                 (grid, stride, taps, out, n))                                                             \
+  VELLO_ROW_LOOP(target, void, interleave, interleaveLoop,                                                 \
+                 (const float* const* planes, float* out, int64_t n), (planes, out, n))                    \
+  constexpr RowLoops kLoops{weightedSum, symmetricSum, scatter,    snapToOne, allOnes,     divide,         \
+                            multiply,    places,       gridPlaces, gridTaps,  interpolate, interleave};
+
+namespace baseline {
+VELLO_ROW_LOOPS(, 16)
+}
+namespace v3 {
+VELLO_ROW_LOOPS(VELLO_V3, 32)
+}
+namespace v4 {
+VELLO_ROW_LOOPS(VELLO_V4, 64)
+}
+
+}  // namespace
+
+const RowLoops& rowLoops(InstructionSet set) {
+  switch (set) {
+    case InstructionSet::v3:
+      return v3::kLoops;
+    case InstructionSet::v4:
+      return v4::kLoops;
+    default:
+      return baseline::kLoops;
+  }
+}
+
+}  // namespace vello

@@ -1,0 +1,63 @@
+// The renderer's own inner loops, compiled for every instruction set. All give the same bits.
+#pragma once
+
+#include <cstdint>
+
+#include "engine/math/instruction_set.h"
+
+namespace vello {
+
+// The places along a row: sample k has its centre at origin + (first + k + 1/2) * pitch. Counted from
+// absolute indices, in double, so that they do not depend on where a run begins.
+struct RowPlaces {
+  double origin, first, pitch;
+};
+
+// From the samples of a run to grid coordinates: image place (x + dx[k], y + dy[k]), then the affine map. dx
+// and dy may be null.
+struct GridMap {
+  RowPlaces x;
+  double y;
+  const float *dx, *dy;
+  double a, b, c, d, tx, ty;
+};
+
+// What is read around grid coordinates: the lower left of four samples of an interleaved grid, and how far
+// beyond it the place lies. `inside` is 0 where nothing is read.
+struct GridTaps {
+  int32_t* offset;
+  float *s, *t;
+  float* inside;
+};
+
+// An interleaved grid: sample (i, j) lies at (j - y0) * stride + (i - x0), and has neighbours on all sides
+// where u and v are within low and high (exclusive where `open`).
+struct GridFrame {
+  double lowU, highU, lowV, highV;
+  bool open;
+  int64_t x0, y0, stride;
+};
+
+struct RowLoops {
+  // out[k] = sum of weights[t] * rows[t][k], added in order.
+  void (*weightedSum)(const float* const* rows, const float* weights, int count, float* out, int64_t n);
+  // The same with equal weights at both ends and inwards; count is odd.
+  void (*symmetricSum)(const float* const* rows, const float* weights, int count, float* out, int64_t n);
+  // outs[t][k] += weights[t] * in[k]
+  void (*scatter)(const float* in, float* const* outs, const float* weights, int count, int64_t n);
+  // What differs from 1 by rounding only is 1.
+  void (*snapToOne)(float* a, int64_t n);
+  bool (*allOnes)(const float* a, int64_t n);
+  void (*divide)(float* c, const float* by, int64_t n);  // by 1 where `by` is 0
+  void (*multiply)(float* c, const float* by, int64_t n);
+  void (*places)(const RowPlaces& row, double anchor, float* x, int n);
+  void (*gridPlaces)(const GridMap& map, double* u, double* v, int n);
+  void (*gridTaps)(const double* u, const double* v, const GridFrame& frame, const GridTaps& out, int n);
+  // Bilinear, in place of the four samples at each offset; planar results.
+  void (*interpolate)(const float* grid, int64_t stride, const GridTaps& taps, float* const* out, int n);
+  void (*interleave)(const float* const* planes, float* out, int64_t n);
+};
+
+const RowLoops& rowLoops(InstructionSet set);
+
+}  // namespace vello

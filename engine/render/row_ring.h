@@ -1,0 +1,48 @@
+// The latest rows of a step's samples. Rows come from the top down and go when nobody wants them any more.
+#pragma once
+
+#include <cstring>
+#include <vector>
+
+#include "engine/filters/kernel_ops.h"
+
+namespace vello {
+
+class RowRing {
+ public:
+  explicit RowRing(int64_t width = 0) : stride_((width + 15) / 16 * 16) {}
+
+  // Room for `row`, which lies directly below the one added last. Rows above `wanted` may be forgotten.
+  Run add(int64_t row, int64_t wanted) {
+    if (rows_ == 0) top_ = row;
+    while (rows_ > 0 && top_ > wanted) --top_, --rows_;
+    if (rows_ == 0) top_ = row;
+    if (rows_ == capacity_) grow();
+    ++rows_;
+    return at(row);
+  }
+  bool holds(int64_t row) const { return row <= top_ && row > top_ - rows_; }
+  Run at(int64_t row) const {
+    float* p = const_cast<float*>(samples_.data()) + slot(row) * 4 * stride_;
+    return {p, p + stride_, p + 2 * stride_, p + 3 * stride_};
+  }
+
+ private:
+  int64_t slot(int64_t row) const { return ((-row) % capacity_ + capacity_) % capacity_; }
+
+  void grow() {
+    RowRing larger;
+    larger.stride_ = stride_;
+    larger.capacity_ = capacity_ == 0 ? 1 : capacity_ * 2;
+    larger.samples_.resize(static_cast<size_t>(larger.capacity_ * 4 * stride_));
+    for (int64_t row = top_; row > top_ - rows_; --row)
+      std::memcpy(larger.at(row).r, at(row).r, static_cast<size_t>(4 * stride_) * sizeof(float));
+    samples_ = std::move(larger.samples_);
+    capacity_ = larger.capacity_;
+  }
+
+  int64_t stride_ = 0, capacity_ = 0, top_ = 0, rows_ = 0;
+  std::vector<float> samples_;
+};
+
+}  // namespace vello
