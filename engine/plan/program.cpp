@@ -285,7 +285,7 @@ int Builder::emit(const Request& request) {
     step.inputs = {step.edges[0].step};
   } else {
     step.inputs = {stepOf(node.inputs[0], request.lattice)};
-    step.straight = program_.steps[static_cast<size_t>(step.inputs[0])].straight;
+    step.straight = step.op == Step::Op::crop && program_.steps[static_cast<size_t>(step.inputs[0])].straight;
   }
   return push(std::move(step));
 }
