@@ -1,6 +1,8 @@
 // A size on the canvas. Kept in double precision like the platform's; arguments and results are single.
 #pragma once
 
+#include <string>
+
 #include "platform/geometry.h"
 
 namespace vello {
@@ -16,6 +18,21 @@ class KPSizeTemplate : public CGSize {
   void Set(float w, float h) { *this = KPSizeTemplate(w, h); }
   void SetWidth(float w) { width = w; }
   void SetHeight(float h) { height = h; }
+
+  // Component by component, rounded to single.
+  KPSizeTemplate operator+(const KPSizeTemplate& s) const;
+  KPSizeTemplate operator-(const KPSizeTemplate& s) const;
+  KPSizeTemplate operator*(const KPSizeTemplate& s) const;
+  KPSizeTemplate operator/(const KPSizeTemplate& s) const;
+  KPSizeTemplate operator*(float factor) const { return *this * KPSizeTemplate(factor, factor); }
+  KPSizeTemplate operator/(float divisor) const { return *this / KPSizeTemplate(divisor, divisor); }
+  KPSizeTemplate& operator+=(const KPSizeTemplate& s) { return *this = *this + s; }
+  KPSizeTemplate& operator-=(const KPSizeTemplate& s) { return *this = *this - s; }
+
+  // Halves go up, below zero too.
+  void Round();
+  // Writes the size to the system log.
+  void Log(const std::string& label) const;
 };
 static_assert(sizeof(KPSizeTemplate) == sizeof(CGSize));
 

@@ -2,16 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <ostream>
-
+#include "platform/log.h"
 #include "source/geometry/rect_functions.h"
 #include "source/geometry/rect_text.h"
+#include "tests/source/geometry/geometry_printing.h"
 
 namespace vello {
-
-static void PrintTo(const CGPoint& p, std::ostream* out) { *out << "(" << p.x << ", " << p.y << ")"; }
-static void PrintTo(const CGRect& r, std::ostream* out) { *out << NSStringFromRect(r); }
-
 namespace {
 
 CGRect rect(double x, double y, double w, double h) { return {{x, y}, {w, h}}; }
@@ -86,6 +82,63 @@ TEST(KPRectTemplate, ContainsItsEdges) {
   EXPECT_FALSE(r.Contains(KPPointTemplate(110.1f, 70)));
   EXPECT_TRUE(r.Contains(r));
   EXPECT_FALSE(r.Contains(KPRectTemplate(10, 20, 100, 51)));
+}
+
+TEST(KPRectTemplate, GrowsScalesAndRounds) {
+  KPRectTemplate r(10, 10, 20, 10);
+  r.Scale(2);
+  EXPECT_EQ(CGRect(r), rect(0, 5, 40, 20));
+  r.MoveBy(1, -2);
+  EXPECT_EQ(CGRect(r), rect(1, 3, 40, 20));
+  r.Expand({50, 0});
+  EXPECT_EQ(CGRect(r), rect(1, 0, 49, 23));
+  r.Expand({20, 20});
+  EXPECT_EQ(CGRect(r), rect(1, 0, 49, 23));
+  r = KPRectTemplate(0.5f, 1.5f, 2.5f, -0.5f);
+  r.Round();
+  EXPECT_EQ(CGRect(r), rect(1, 2, 3, 0));
+
+  const KPRectTemplate a(0, 0, 10, 10);
+  EXPECT_EQ(CGRect(a.GetUnion({20, -5, 5, 5})), rect(0, -5, 25, 15));
+  EXPECT_EQ(CGRect(a.GetUnion({20, -5, 0, 5})), CGRect(a));
+  EXPECT_EQ(CGRect(KPRectTemplate(5, 5, 0, 9).GetUnion(a)), CGRect(a));
+  EXPECT_TRUE(a.Intersects({9, 9, 5, 5}));
+  EXPECT_FALSE(a.Intersects({10, 0, 5, 5}));
+}
+
+TEST(KPRectTemplate, DifferencesAreTheStripsBetweenEdges) {
+  const KPRectTemplate a(0, 0, 10, 20), b(3, -4, 15, 10);
+  EXPECT_EQ(CGRect(a.TopDifference(b)), rect(0, -4, 18, 4));
+  EXPECT_EQ(CGRect(a.BottomDifference(b)), rect(0, 6, 18, 14));
+  EXPECT_EQ(CGRect(a.LeftDifference(b)), rect(0, -4, 3, 24));
+  EXPECT_EQ(CGRect(a.RightDifference(b)), rect(10, -4, 8, 24));
+  EXPECT_EQ(CGRect(a.LeftDifference({0, 5, 1, 1})), CGRect{});
+}
+
+TEST(KPRectTemplate, CentresInsideAnotherAndTurns) {
+  KPRectTemplate large(7, 7, 200, 200), small(0, 0, 20, 10);
+  EXPECT_FALSE(large.CenterInRect({0, 0, 100, 100}));
+  EXPECT_EQ(CGRect(large), rect(0, 0, 200, 200));
+  EXPECT_TRUE(small.CenterInRect({0, 0, 100, 100}));
+  EXPECT_EQ(CGRect(small), rect(40, 45, 20, 10));
+
+  EXPECT_TRUE(small.GetRotatedLocation(90, {0, 0}).MostlyEqual({-60, 45}));
+  small.Rotate(90, {50, 50});
+  EXPECT_TRUE(small.TopLeft().MostlyEqual({45, 40}));
+  EXPECT_TRUE(small.BottomRight().MostlyEqual({55, 60}));
+}
+
+TEST(GeometryTypes, AreLoggedWithSixDecimals) {
+  std::vector<std::string> lines;
+  const LogSink former = setLogSink([&](const std::string& line) { lines.push_back(line); });
+  KPPointTemplate(1, -2.5f).Log("p");
+  KPSizeTemplate(3, 4).Log("s");
+  KPRectTemplate(1, 2, 3, 1e6f).Log("r");
+  setLogSink(former);
+  EXPECT_EQ(lines,
+            (std::vector<std::string>{
+                "KPPoint (p): x = 1.000000, y = -2.500000", "KPSize (s): width = 3.000000, height = 4.000000",
+                "KPRect (r): x = 1.000000, y = 2.000000, w = 3.000000, h = 1000000.000000"}));
 }
 
 TEST(RectFunctions, TransformMapsOneRectangleOntoTheOther) {
