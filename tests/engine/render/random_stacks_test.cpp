@@ -58,6 +58,11 @@ void expectSameBytes(const Stack& stack, const CGRect& rect, const std::string& 
   };
   for (const int side : {9, 31, 64})
     matters(samples(image, rect, {.tileSide = side}), whole, "in tiles of " + std::to_string(side));
+  for (const int threads : {1, 2})
+    matters(samples(image, rect, {.tileSide = 24, .threads = threads}), whole,
+            "from " + std::to_string(threads) + " threads");
+  matters(samples(image, rect, {.instructionSet = InstructionSet::baseline}), whole,
+          "without wide registers");
   const CGRect part{{rect.origin.x + 7, rect.origin.y + 11}, {19, 13}};
   matters(samples(image, part, {}), cutOut(whole, rect, part), "of a part");
 }
