@@ -134,18 +134,6 @@ int Batch::run(int jobs) {
   return done_ == tasks_.size() ? kDone : tasks_.size() > 1 ? failure(sum) : kFailed;
 }
 
-// The files of a chain's picture inputs.
-std::vector<std::string> pathsInChain(const PropertyListArray& boxes) {
-  std::vector<std::string> paths;
-  for (const PropertyList& box : boxes)
-    if (const PropertyListDictionary* values = box.dictionary())
-      for (const PropertyListMember& member : values->members())
-        if (const PropertyListDictionary* entries = member.value.dictionary())
-          if (const PropertyList* path = entries->find("path"); path && path->string())
-            paths.push_back(*path->string());
-  return paths;
-}
-
 // The pictures of a chain that can be read whole; else nothing, and everything in the way is said. They are
 // decoded, as headers alone do not tell of damage.
 std::optional<std::vector<std::string>> picturesOfWholeChain(const std::string& file,
@@ -154,13 +142,14 @@ std::optional<std::vector<std::string>> picturesOfWholeChain(const std::string& 
   for (const ChainProblem& problem : problems)
     if (problem.severity == ChainSeverity::error) failure(file + ": " + describe(problem));
   if (hasErrors(problems)) return std::nullopt;
-  std::vector<std::string> paths = pathsInChain(readChainText(text).boxes());
+  const ChainTextResult chain = readChainText(text);
+  const std::set<std::string> paths = imagePathsInChain(chain.boxes());
   for (const std::string& path : paths)
     if (const ImageReadResult read = readImageFile(path); !read.ok()) {
       failure(file + ": " + read.error);
       return std::nullopt;
     }
-  return paths;
+  return std::vector<std::string>(paths.begin(), paths.end());
 }
 
 int runRender(const RenderArguments& arguments) {

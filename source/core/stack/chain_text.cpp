@@ -1,7 +1,6 @@
 #include "source/core/stack/chain_text.h"
 
-#include <set>
-
+#include "platform/image_file.h"
 #include "platform/log.h"
 #include "source/parameters/chain_limits.h"
 
@@ -17,29 +16,41 @@ std::string beyond(const char* what, size_t count, size_t limit) {
          std::to_string(limit);
 }
 
-// How many different image files the boxes name. Stops counting soon after the limit.
-size_t imageFileCount(const PropertyListArray& boxes) {
-  std::set<std::string_view> paths;
+// What is too much, or an empty text.
+std::string limitExceeded(const PropertyListArray& boxes) {
+  if (boxes.size() > kMaxChainBoxes) return beyond("boxes", boxes.size(), kMaxChainBoxes);
+  const size_t files = imagePathsInChain(boxes).size();
+  return files > kMaxChainImageFiles ? beyond("image files", files, kMaxChainImageFiles) : "";
+}
+
+// What the image files say of themselves, or an empty text. One that cannot be read costs nothing.
+std::string imagePixelsExceeded(const PropertyListArray& boxes) {
+  int64_t pixels = 0;
+  for (const std::string& path : imagePathsInChain(boxes)) {
+    const auto info = imageFileInfo(path, nullptr);
+    if (info) pixels += info->width * info->height;  // of a header's sides: far from overflowing
+    if (pixels > kMaxChainImagePixels) {
+      return "the chain's image files together have more than " + std::to_string(kMaxChainImagePixels) +
+             " pixels";
+    }
+  }
+  return {};
+}
+
+}  // namespace
+
+std::set<std::string> imagePathsInChain(const PropertyListArray& boxes) {
+  std::set<std::string> paths;
   for (const PropertyList& box : boxes) {
     if (!box.dictionary()) continue;
     for (const PropertyListMember& member : box.dictionary()->members()) {
       const PropertyListDictionary* value = member.value.dictionary();
       const PropertyList* path = value ? value->find("path") : nullptr;
       if (path && path->string()) paths.insert(*path->string());
-      if (paths.size() > kMaxChainImageFiles) return paths.size();
     }
   }
-  return paths.size();
+  return paths;
 }
-
-// What is too much, or an empty text.
-std::string limitExceeded(const PropertyListArray& boxes) {
-  if (boxes.size() > kMaxChainBoxes) return beyond("boxes", boxes.size(), kMaxChainBoxes);
-  const size_t files = imageFileCount(boxes);
-  return files > kMaxChainImageFiles ? beyond("or more image files", files, kMaxChainImageFiles) : "";
-}
-
-}  // namespace
 
 ChainTextResult readChainText(std::string_view text) {
   if (text.size() > kMaxChainBytes) return {{}, beyond("bytes", text.size(), kMaxChainBytes)};
@@ -56,6 +67,7 @@ ChainTextResult readChainText(std::string_view text) {
 
 ChainTextResult chainFromText(std::string_view text) {
   ChainTextResult read = readChainText(text);
+  if (read.ok()) read.error = imagePixelsExceeded(read.boxes());
   if (!read.ok()) logLine(kCouldNotDecode, {read.error});
   return read;
 }

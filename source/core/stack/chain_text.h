@@ -3,6 +3,7 @@
 #pragma once
 
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -23,8 +24,11 @@ struct ChainTextResult {
 
 // Any property-list format whose root is an array, within the limits of chain_limits.h.
 ChainTextResult readChainText(std::string_view text);
-// The same, with the reason of a failure in the log.
+// The same for a chain that is to be applied: the image files' sizes, told by their headers, count too. The
+// reason of a failure goes into the log.
 ChainTextResult chainFromText(std::string_view text);
+// The different files that the boxes' image inputs name.
+std::set<std::string> imagePathsInChain(const PropertyListArray& boxes);
 // The XML form; a failure is logged.
 std::optional<std::string> chainToText(const PropertyListArray& boxes);
 

@@ -5,6 +5,8 @@
 #include <limits>
 
 #include "platform/exception.h"
+#include "platform/image_file.h"
+#include "source/core/stack/chain_text.h"
 #include "source/parameters/chain_limits.h"
 #include "tests/source/core/session_support.h"
 
@@ -170,6 +172,38 @@ TEST(Chain, AMissingPictureLeavesTheOtherValues) {
       box("CIDissolveTransition", target("/no/such/file.png") + entry("inputTime", "<real>0.75</real>")))));
   EXPECT_EQ(valueOf(s->windowController(), 1, "inputTime").number(), 0.75);
   EXPECT_TRUE(log.has("/no/such/file.png"));
+}
+
+// A file of a few bytes whose header promises a grey picture of that size.
+void writeTiffHeader(const std::string& path, uint32_t width, uint32_t height) {
+  const uint32_t tags[][2] = {{256, width}, {257, height}, {258, 8}, {259, 1}, {262, 1},
+                              {273, 8},     {277, 1},      {278, 1}, {279, 1}};
+  std::vector<uint8_t> bytes{'I', 'I', 42, 0, 8, 0, 0, 0, static_cast<uint8_t>(std::size(tags)), 0};
+  const auto put = [&bytes](uint32_t value) {
+    for (int shift = 0; shift < 32; shift += 8) bytes.push_back(static_cast<uint8_t>(value >> shift));
+  };
+  for (const auto& tag : tags) put(tag[0] | 4u << 16), put(1), put(tag[1]);
+  put(0);
+  ASSERT_EQ(writeFileAtomically(path, bytes), std::nullopt);
+}
+
+TEST(Chain, PicturesOfMoreThanAGigapixelTogetherAreRefusedBeforeAnyBoxChanges) {
+  const std::string folder = kOwnPreferences.folder() + "/", half = folder + "half.tif";
+  writeTiffHeader(half, 25000, 20000);
+  writeTiffHeader(folder + "other-half.tif", 20000, 25000);
+  writeTiffHeader(folder + "one.tif", 1, 1);
+  const std::string two = box("CIDissolveTransition", target(half)) +
+                          box("CIDissolveTransition", target(half)) +
+                          box("CIDissolveTransition", target(folder + "other-half.tif")) +
+                          box("CIDissolveTransition", target(folder + "missing.tif"));
+  EXPECT_TRUE(chainFromText(chain(two)).ok()) << "each file counts once";
+  const auto s = session(20, 20);
+  LogCapture log;
+  EXPECT_FALSE(s->windowController().applyFilterChain(
+      chain(two + box("CIDissolveTransition", target(folder + "one.tif")))));
+  EXPECT_EQ(names(s->windowController().filterStack()), "ConstantColorGenerator");
+  ASSERT_EQ(log.lines.size(), 1u);
+  EXPECT_NE(log.lines[0].find("more than 1000000000 pixels"), std::string::npos) << log.lines[0];
 }
 
 TEST(Chain, AThousandBoxesAreRead) {
