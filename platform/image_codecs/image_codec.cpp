@@ -45,27 +45,24 @@ void DecodedImage::allocate() {
   pixels = std::make_shared_for_overwrite<uint8_t[]>(static_cast<size_t>(layout.bytesPerRow * layout.height));
 }
 
-RowPacker::RowPacker(const Bitmap& bitmap, bool bigEndian) : bitmap_(bitmap) {
-  const PixelLayout& layout = bitmap.layout();
+RowPacker::RowPacker(const PixelLayout& layout, bool bigEndian) : layout_(layout) {
   const PixelOffsets places(layout);
   for (int k = 0; k < layout.colorComponents(); ++k) offsets_.push_back(places.color[static_cast<size_t>(k)]);
   if (layout.hasAlpha()) offsets_.push_back(places.alpha);
-  components_ = static_cast<int>(offsets_.size());
   constexpr bool kLittle = std::endian::native == std::endian::little;
   swap_ = layout.littleEndian == (bigEndian || !kLittle);
 }
 
-void RowPacker::pack(int64_t y, uint8_t* to) const {
-  const uint8_t* pixel = bitmap_.row(y);
-  const int64_t step = bitmap_.layout().bytesPerPixel();
+void RowPacker::pack(const uint8_t* row, uint8_t* to) const {
+  const int64_t step = layout_.bytesPerPixel();
   const bool wide = bits() == 16;
-  for (int64_t x = 0; x < bitmap_.width(); ++x, pixel += step) {
+  for (int64_t x = 0; x < layout_.width; ++x, row += step) {
     for (const int64_t offset : offsets_) {
       if (wide) {
-        to[0] = pixel[offset + (swap_ ? 1 : 0)], to[1] = pixel[offset + (swap_ ? 0 : 1)];
+        to[0] = row[offset + (swap_ ? 1 : 0)], to[1] = row[offset + (swap_ ? 0 : 1)];
         to += 2;
       } else {
-        *to++ = pixel[offset];
+        *to++ = row[offset];
       }
     }
   }

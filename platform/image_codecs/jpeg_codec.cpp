@@ -180,27 +180,6 @@ std::string setSize(const jpeg_decompress_struct& info, const ImageLimits& limit
   return image.setSize(limits, info.image_width, info.image_height, 8, colors, AlphaInfo::none);
 }
 
-// A progressive file keeps every coefficient in memory while it is read.
-bool coefficientsFit(jpeg_decompress_struct& info, const ImageLimits& limits) {
-  const int64_t pixels = int64_t{info.image_width} * info.image_height;
-  return !jpeg_has_multiple_scans(&info) ||
-         pixels * info.num_components * int64_t{sizeof(JCOEF)} <= limits.bytes;
-}
-
-void readPixels(JPEGReading& reading, DecodedImage& image) {
-  jpeg_start_decompress(&reading.info);
-  while (reading.info.output_scanline < reading.info.output_height) {
-    JSAMPROW row = image.row(reading.info.output_scanline);
-    jpeg_read_scanlines(&reading.info, &row, 1);
-  }
-}
-
-// Adobe's programs store ink inverted and say so by their marker.
-void invertInk(DecodedImage& image) {
-  uint8_t* const end = image.row(image.layout.height);
-  for (uint8_t* p = image.pixels.get(); p != end; ++p) *p = static_cast<uint8_t>(255 - *p);
-}
-
 void readProfile(jpeg_decompress_struct& info, DecodedImage& image) {
   JOCTET* bytes = nullptr;
   unsigned size = 0;
@@ -209,10 +188,70 @@ void readProfile(jpeg_decompress_struct& info, DecodedImage& image) {
   std::free(bytes);
 }
 
+class JPEGDecoder final : public PictureDecoder {
+ public:
+  JPEGDecoder(std::unique_ptr<JPEGReading> reading, DecodedImage& image)
+      : reading_(std::move(reading)), info_(reading_->info), image_(image) {}
+  int64_t heldBytes() const override;
+  std::string decode(int64_t rows) override;
+
+ private:
+  void warnOfDamage();
+  bool truncated() const { return reading_->hitEnd && info_.err->num_warnings > 0; }
+
+  std::unique_ptr<JPEGReading> reading_;
+  jpeg_decompress_struct& info_;
+  DecodedImage& image_;
+  bool started_ = false;
+};
+
+// A file of several scans keeps every coefficient in memory while it is read.
+int64_t JPEGDecoder::heldBytes() const {
+  if (!jpeg_has_multiple_scans(&info_)) return 0;
+  int64_t bytes = 0;
+  for (int i = 0; i < info_.num_components; ++i) {
+    const jpeg_component_info& part = info_.comp_info[i];
+    const int64_t columns = int64_t{part.width_in_blocks} + part.h_samp_factor;
+    const int64_t rows = int64_t{part.height_in_blocks} + part.v_samp_factor;
+    bytes += columns * rows * int64_t{sizeof(JBLOCK)};
+  }
+  return bytes;
+}
+
+// Adobe's programs store ink inverted and say so by their marker.
+void invert(uint8_t* row, int64_t count) {
+  for (int64_t i = 0; i < count; ++i) row[i] = static_cast<uint8_t>(255 - row[i]);
+}
+
+std::string JPEGDecoder::decode(int64_t rows) {
+  const int64_t end = std::min(finishedRows_ + rows, image_.layout.height);
+  const bool ok = guarded(reading_->errors, [&] {
+    if (!started_) jpeg_start_decompress(&info_);
+    started_ = true;
+    const bool invertedInk = info_.out_color_space == JCS_CMYK && info_.saw_Adobe_marker;
+    while (finishedRows_ < end && !truncated()) {
+      JSAMPROW row = image_.row(finishedRows_);
+      jpeg_read_scanlines(&info_, &row, 1);
+      if (invertedInk) invert(row, image_.layout.bytesPerRow);
+      ++finishedRows_;
+    }
+  });
+  if (!ok) return reading_->hitEnd ? "the file is truncated" : reading_->errors.text;
+  if (truncated() || (reading_->hitEnd && jpeg_has_multiple_scans(&info_))) return "the file is truncated";
+  if (finishedRows_ == image_.layout.height) warnOfDamage();
+  return {};
+}
+
+void JPEGDecoder::warnOfDamage() {
+  if (info_.err->num_warnings == 0) return;
+  info_.err->format_message(reinterpret_cast<j_common_ptr>(&info_), reading_->errors.text);
+  image_.warnings.push_back(std::string("the picture is damaged: ") + reading_->errors.text);
+}
+
 }  // namespace
 
-std::string decodeJPEG(const DecodeRequest& request, DecodedImage& image) {
-  const auto reading = std::make_unique<JPEGReading>(request.source);
+std::string openJPEG(const DecodeRequest& request, DecodedImage& image, DecoderPtr& decoder) {
+  auto reading = std::make_unique<JPEGReading>(request.source);
   jpeg_decompress_struct& info = reading->info;
   if (!guarded(reading->errors, [&] { readHeader(*reading); })) {
     return reading->hitEnd ? "the file is truncated" : reading->errors.text;
@@ -222,19 +261,7 @@ std::string decodeJPEG(const DecodeRequest& request, DecodedImage& image) {
   readDensity(info, image.metadata);
   if (request.headerOnly) return {};
   if (!guarded(reading->errors, [&] { readProfile(info, image); })) return reading->errors.text;
-  if (!coefficientsFit(info, request.limits))
-    return "a progressive picture of this size needs too much memory";
-  image.allocate();
-  if (!guarded(reading->errors, [&] { readPixels(*reading, image); })) {
-    return reading->hitEnd ? "the file is truncated" : reading->errors.text;
-  }
-  const bool damaged = info.err->num_warnings > 0;
-  if (reading->hitEnd && (damaged || jpeg_has_multiple_scans(&info))) return "the file is truncated";
-  if (damaged) {
-    info.err->format_message(reinterpret_cast<j_common_ptr>(&info), reading->errors.text);
-    image.warnings.push_back(std::string("the picture is damaged: ") + reading->errors.text);
-  }
-  if (info.out_color_space == JCS_CMYK && info.saw_Adobe_marker) invertInk(image);
+  decoder = std::make_unique<JPEGDecoder>(std::move(reading), image);
   return {};
 }
 
@@ -279,18 +306,26 @@ std::vector<JPEGMarker> markersOf(const EncodeRequest& request) {
   return markers;
 }
 
+// Codes made for one picture are known only after its last row; until then every coefficient is kept. So they
+// are for pictures of ordinary size.
+constexpr int64_t kLargestOptimised = int64_t{96} << 20;
+int64_t coefficientBytes(const PixelLayout& layout, int components, int sampling) {
+  const int64_t samples = layout.width * layout.height;
+  return (samples + (components - 1) * samples / (sampling * sampling)) * int64_t{sizeof(JCOEF)};
+}
+
 void setUp(jpeg_compress_struct& info, const EncodeRequest& request, int components) {
-  info.image_width = static_cast<JDIMENSION>(request.bitmap.width());
-  info.image_height = static_cast<JDIMENSION>(request.bitmap.height());
+  info.image_width = static_cast<JDIMENSION>(request.layout.width);
+  info.image_height = static_cast<JDIMENSION>(request.layout.height);
   info.input_components = components;
   info.in_color_space = components == 3 ? JCS_RGB : JCS_GRAYSCALE;
   jpeg_set_defaults(&info);
   const int quality = std::clamp(request.options.jpegQuality, 1, 100);
   jpeg_set_quality(&info, quality, TRUE);
-  info.optimize_coding = TRUE;
   constexpr int kFullColorAbove = 90;
-  const int sampling = quality > kFullColorAbove ? 1 : 2;
-  info.comp_info[0].h_samp_factor = info.comp_info[0].v_samp_factor = components == 3 ? sampling : 1;
+  const int sampling = components == 3 && quality <= kFullColorAbove ? 2 : 1;
+  info.comp_info[0].h_samp_factor = info.comp_info[0].v_samp_factor = sampling;
+  info.optimize_coding = coefficientBytes(request.layout, components, sampling) <= kLargestOptimised;
   if (request.metadata.dpiX && request.metadata.dpiY) {
     info.density_unit = 1;
     info.X_density = static_cast<UINT16>(std::clamp(std::round(*request.metadata.dpiX), 1.0, 65535.0));
@@ -307,34 +342,58 @@ void writeMarkers(jpeg_compress_struct& info, const std::vector<JPEGMarker>& mar
   }
 }
 
+class JPEGEncoder final : public PictureEncoder {
+ public:
+  explicit JPEGEncoder(const PixelLayout& layout)
+      : packer_(layout, false), row_(static_cast<size_t>(packer_.rowBytes())) {}
+  std::string start(const EncodeRequest& request, int descriptor);
+  std::string writeRow(const uint8_t* row) override;
+  std::string finish() override;
+
+ private:
+  FilePtr file_;
+  JPEGWriting writing_;
+  const RowPacker packer_;
+  Bytes row_;
+};
+
+std::string JPEGEncoder::start(const EncodeRequest& request, int descriptor) {
+  const std::vector<JPEGMarker> markers = markersOf(request);
+  file_ = openForWriting(descriptor);
+  if (!file_) return "cannot be written";
+  jpeg_compress_struct& info = writing_.info;
+  const bool ok = guarded(writing_.errors, [&] {
+    jpeg_create_compress(&info);
+    jpeg_stdio_dest(&info, file_.get());
+    setUp(info, request, packer_.components());
+    jpeg_start_compress(&info, TRUE);
+    writeMarkers(info, markers, request.profile);
+  });
+  return ok ? "" : writing_.errors.text;
+}
+
+std::string JPEGEncoder::writeRow(const uint8_t* row) {
+  packer_.pack(row, row_.data());
+  JSAMPROW pointer = row_.data();
+  const bool ok = guarded(writing_.errors, [&] { jpeg_write_scanlines(&writing_.info, &pointer, 1); });
+  return ok ? "" : writing_.errors.text;
+}
+
+std::string JPEGEncoder::finish() {
+  if (!guarded(writing_.errors, [&] { jpeg_finish_compress(&writing_.info); })) return writing_.errors.text;
+  return std::fflush(file_.get()) == 0 ? "" : "the disk is full or cannot be written";
+}
+
 }  // namespace
 
-std::string encodeJPEG(const EncodeRequest& request, int descriptor) {
-  if (request.bitmap.width() > JPEG_MAX_DIMENSION || request.bitmap.height() > JPEG_MAX_DIMENSION) {
+std::string createJPEG(const EncodeRequest& request, int descriptor, EncoderPtr& encoder) {
+  if (request.layout.width > JPEG_MAX_DIMENSION || request.layout.height > JPEG_MAX_DIMENSION) {
     return "JPEG holds at most " + std::to_string(JPEG_MAX_DIMENSION) + " pixels an axis";
   }
-  const RowPacker packer(request.bitmap, false);
-  std::vector<uint8_t> row(static_cast<size_t>(packer.rowBytes()));
-  const std::vector<JPEGMarker> markers = markersOf(request);
-  const FilePtr file = openForWriting(descriptor);
-  if (!file) return "cannot be written";
-  JPEGWriting writing;
-  jpeg_compress_struct& info = writing.info;
-  const bool ok = guarded(writing.errors, [&] {
-    jpeg_create_compress(&info);
-    jpeg_stdio_dest(&info, file.get());
-    setUp(info, request, packer.components());
-    jpeg_start_compress(&info, TRUE);
-    writeMarkers(info, markers, request.bitmap.space()->profile());
-    for (int64_t y = 0; y < request.bitmap.height(); ++y) {
-      packer.pack(y, row.data());
-      JSAMPROW pointer = row.data();
-      jpeg_write_scanlines(&info, &pointer, 1);
-    }
-    jpeg_finish_compress(&info);
-  });
-  if (!ok) return writing.errors.text;
-  return std::fflush(file.get()) == 0 ? "" : "the disk is full or cannot be written";
+  auto made = std::make_unique<JPEGEncoder>(request.layout);
+  std::string error = made->start(request, descriptor);
+  if (error.empty()) encoder = std::move(made);
+  return error;
 }
 
 }  // namespace vello

@@ -9,6 +9,7 @@
 
 #include "platform/image_codecs/image_codec.h"
 #include "platform/image_codecs/metadata_blocks.h"
+#include "platform/image_codecs/png_chunks.h"
 
 namespace vello {
 
@@ -29,11 +30,11 @@ struct PNGState {
   std::FILE* file = nullptr;
   png_structp png = nullptr;
   png_infop info = nullptr;
-  DecodedImage* image = nullptr;
-  uint8_t* rowBuffer = nullptr;
-  const RowPacker* packer = nullptr;
   bool writing = false;
 
+  PNGState() = default;
+  PNGState(const PNGState&) = delete;
+  PNGState& operator=(const PNGState&) = delete;
   ~PNGState() {
     if (writing) {
       png_destroy_write_struct(&png, &info);
@@ -86,20 +87,6 @@ void readHeader(PNGState& state) {
   png_set_option(state.png, PNG_SKIP_sRGB_CHECK_PROFILE, PNG_OPTION_ON);
   png_read_info(state.png, state.info);
   png_set_expand(state.png);
-}
-
-void readPixels(PNGState& state) {
-  const int passes = png_set_interlace_handling(state.png);
-  png_read_update_info(state.png, state.info);
-  if (static_cast<int64_t>(png_get_rowbytes(state.png, state.info)) != state.image->layout.bytesPerRow) {
-    png_error(state.png, "unexpected row size");
-  }
-  for (int pass = 0; pass < passes; ++pass) {
-    for (int64_t y = 0; y < state.image->layout.height; ++y) {
-      png_read_row(state.png, state.image->row(y), nullptr);
-    }
-  }
-  png_read_end(state.png, state.info);
 }
 
 std::string setSize(const PNGState& state, const ImageLimits& limits, DecodedImage& image) {
@@ -163,33 +150,76 @@ void readMetadata(PNGState& state, DecodedImage& image) {
   }
 }
 
+class PNGDecoder final : public PictureDecoder {
+ public:
+  PNGDecoder(const ByteSource& file, DecodedImage& image) : source_(file), image_(image) {
+    state_.source = &source_;
+  }
+  std::string start(const DecodeRequest& request);
+  int64_t rowsTogether() const override { return passes_ > 1 ? image_.layout.height : 1; }
+  std::string decode(int64_t rows) override;
+
+ private:
+  void readRow();
+
+  const MetadataFirstPNG source_;
+  PNGState state_;
+  DecodedImage& image_;
+  int passes_ = 1, pass_ = 0;  // of an interlaced picture
+  int64_t row_ = 0;            // of the pass
+};
+
+std::string PNGDecoder::start(const DecodeRequest& request) {
+  state_.png = png_create_read_struct_2(PNG_LIBPNG_VER_STRING, &state_, onError, onWarning, nullptr, allocate,
+                                        [](png_structp, png_voidp memory) { std::free(memory); });
+  if (!state_.png || !(state_.info = png_create_info_struct(state_.png))) return "not enough memory";
+  if (!guarded(state_, readHeader)) return state_.error;
+  if (std::string error = setSize(state_, request.limits, image_); !error.empty()) return error;
+  readMetadata(state_, image_);
+  if (request.headerOnly) return {};
+  if (!sizeIsPossible(state_, image_)) return "the file is truncated";
+  readColor(state_, image_);
+  const bool ok = guarded(state_, [this](PNGState& state) {
+    passes_ = png_set_interlace_handling(state.png);
+    png_read_update_info(state.png, state.info);
+    if (static_cast<int64_t>(png_get_rowbytes(state.png, state.info)) != image_.layout.bytesPerRow) {
+      png_error(state.png, "unexpected row size");
+    }
+  });
+  return ok ? "" : state_.error;
+}
+
+void PNGDecoder::readRow() {
+  png_read_row(state_.png, image_.row(row_), nullptr);
+  ++row_;
+  if (pass_ == passes_ - 1) finishedRows_ = row_;
+  if (row_ < image_.layout.height) return;
+  row_ = 0;
+  if (++pass_ == passes_) png_read_end(state_.png, state_.info);
+}
+
+std::string PNGDecoder::decode(int64_t rows) {
+  const bool ok = guarded(state_, [&](PNGState&) {
+    for (int64_t i = 0; i < rows && pass_ < passes_; ++i) readRow();
+  });
+  return ok ? "" : state_.error;
+}
+
 }  // namespace
 
-std::string decodePNG(const DecodeRequest& request, DecodedImage& image) {
-  PNGState state;
-  state.source = &request.source;
-  state.image = &image;
-  state.png = png_create_read_struct_2(PNG_LIBPNG_VER_STRING, &state, onError, onWarning, nullptr, allocate,
-                                       [](png_structp, png_voidp memory) { std::free(memory); });
-  if (!state.png || !(state.info = png_create_info_struct(state.png))) return "not enough memory";
-  if (!guarded(state, readHeader)) return state.error;
-  if (std::string error = setSize(state, request.limits, image); !error.empty()) return error;
-  readMetadata(state, image);
-  if (request.headerOnly) return {};
-  if (!sizeIsPossible(state, image)) return "the file is truncated";
-  readColor(state, image);
-  image.allocate();
-  if (!guarded(state, readPixels)) return state.error;
-  readMetadata(state, image);
-  return {};
+std::string openPNG(const DecodeRequest& request, DecodedImage& image, DecoderPtr& decoder) {
+  auto opened = std::make_unique<PNGDecoder>(request.source, image);
+  std::string error = opened->start(request);
+  if (error.empty() && !request.headerOnly) decoder = std::move(opened);
+  return error;
 }
 
 namespace {
 
 void writeHeader(PNGState& state, const EncodeRequest& request) {
-  const Bitmap& bitmap = request.bitmap;
-  const bool alpha = bitmap.layout().hasAlpha();
-  const bool color = bitmap.layout().colorComponents() == 3;
+  const PixelLayout& layout = request.layout;
+  const bool alpha = layout.hasAlpha();
+  const bool color = layout.colorComponents() == 3;
   png_set_write_fn(
       state.png, state.file,
       [](png_structp png, png_bytep bytes, size_t count) {
@@ -199,11 +229,11 @@ void writeHeader(PNGState& state, const EncodeRequest& request) {
       },
       nullptr);
   png_set_user_limits(state.png, 0x7fffffff, 0x7fffffff);
-  png_set_IHDR(state.png, state.info, static_cast<png_uint_32>(bitmap.width()),
-               static_cast<png_uint_32>(bitmap.height()), state.packer->bits(),
+  png_set_IHDR(state.png, state.info, static_cast<png_uint_32>(layout.width),
+               static_cast<png_uint_32>(layout.height), layout.bitsPerComponent,
                (color ? PNG_COLOR_MASK_COLOR : 0) | (alpha ? PNG_COLOR_MASK_ALPHA : 0), PNG_INTERLACE_NONE,
                PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-  const Data& profile = bitmap.space()->profile();
+  const Data& profile = request.profile;
   png_set_option(state.png, PNG_SKIP_sRGB_CHECK_PROFILE, PNG_OPTION_ON);
   if (!profile.empty()) {
     png_set_iCCP(state.png, state.info, "ICC profile", PNG_COMPRESSION_TYPE_DEFAULT, profile.data(),
@@ -234,40 +264,63 @@ void writeText(PNGState& state, const char* key, const std::string& text, int co
   png_set_text(state.png, state.info, &entry, 1);
 }
 
-}  // namespace
+class PNGEncoder final : public PictureEncoder {
+ public:
+  explicit PNGEncoder(const PixelLayout& layout)
+      : packer_(layout, true), row_(static_cast<size_t>(packer_.rowBytes())) {
+    state_.writing = true;
+  }
+  std::string start(const EncodeRequest& request, int descriptor);
+  std::string writeRow(const uint8_t* row) override;
+  std::string finish() override;
 
-std::string encodePNG(const EncodeRequest& request, int descriptor) {
-  PNGState state;
-  state.writing = true;
-  const RowPacker packer(request.bitmap, true);
-  state.packer = &packer;
-  std::vector<uint8_t> row(static_cast<size_t>(packer.rowBytes()));
-  state.rowBuffer = row.data();
+ private:
+  FilePtr file_;
+  PNGState state_;
+  const RowPacker packer_;
+  Bytes row_;
+};
+
+std::string PNGEncoder::start(const EncodeRequest& request, int descriptor) {
   const std::string xmp(request.metadata.xmp.begin(), request.metadata.xmp.end());
   const std::string iptc = request.metadata.iptc.empty()
                                ? std::string()
                                : toRawProfileText("iptc", resourcesFromIPTC(request.metadata.iptc));
-  const FilePtr file = openForWriting(descriptor);
-  if (!file) return "cannot be written";
-  state.file = file.get();
-  state.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &state, onError, onWarning);
-  if (!state.png || !(state.info = png_create_info_struct(state.png))) return "not enough memory";
-  png_set_benign_errors(state.png, 1);
-  const bool ok = guarded(state, [&](PNGState& s) {
+  file_ = openForWriting(descriptor);
+  if (!file_) return "cannot be written";
+  state_.file = file_.get();
+  state_.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &state_, onError, onWarning);
+  if (!state_.png || !(state_.info = png_create_info_struct(state_.png))) return "not enough memory";
+  png_set_benign_errors(state_.png, 1);
+  const bool ok = guarded(state_, [&](PNGState& s) {
     writeHeader(s, request);
     if (!xmp.empty()) writeText(s, kXMPKeyword, xmp, PNG_ITXT_COMPRESSION_NONE);
     if (!iptc.empty()) writeText(s, kIPTCKeyword, iptc, PNG_TEXT_COMPRESSION_zTXt);
     png_write_info(s.png, s.info);
-    for (int64_t y = 0; y < request.bitmap.height(); ++y) {
-      s.packer->pack(y, s.rowBuffer);
-      png_write_row(s.png, s.rowBuffer);
-    }
-    png_write_end(s.png, s.info);
   });
-  if (!ok) return state.error;
-  if (state.profileRefused)
+  if (!ok) return state_.error;
+  if (state_.profileRefused)
     request.warnings.push_back("PNG cannot hold this colour profile; it was left out");
-  return std::fflush(file.get()) == 0 ? "" : "the disk is full or cannot be written";
+  return {};
+}
+
+std::string PNGEncoder::writeRow(const uint8_t* row) {
+  packer_.pack(row, row_.data());
+  return guarded(state_, [&](PNGState& s) { png_write_row(s.png, row_.data()); }) ? "" : state_.error;
+}
+
+std::string PNGEncoder::finish() {
+  if (!guarded(state_, [](PNGState& s) { png_write_end(s.png, s.info); })) return state_.error;
+  return std::fflush(file_.get()) == 0 ? "" : "the disk is full or cannot be written";
+}
+
+}  // namespace
+
+std::string createPNG(const EncodeRequest& request, int descriptor, EncoderPtr& encoder) {
+  auto made = std::make_unique<PNGEncoder>(request.layout);
+  std::string error = made->start(request, descriptor);
+  if (error.empty()) encoder = std::move(made);
+  return error;
 }
 
 }  // namespace vello

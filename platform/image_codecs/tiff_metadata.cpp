@@ -122,24 +122,78 @@ bool writeAt(int descriptor, uint64_t offset, const uint8_t* bytes, size_t count
 
 }  // namespace
 
+namespace {
+
+// 64-bit numbers as 32-bit ones, in the directory's byte order. False when one does not fit.
+bool narrow(TiffValue& value, bool bigEndian) {
+  if (value.type != tiff_type::kLong8 && value.type != tiff_type::kIFD8) return true;
+  Bytes narrowed(value.bytes.size() / 2);
+  for (size_t i = 0; i < value.count; ++i) {
+    const uint64_t number = readInteger(value.bytes.data() + 8 * i, 8, bigEndian);
+    if (number > UINT32_MAX) return false;
+    writeInteger(narrowed.data() + 4 * i, 4, bigEndian, number);
+  }
+  value.type = value.type == tiff_type::kLong8 ? tiff_type::kLong : tiff_type::kIFD;
+  value.bytes = std::move(narrowed);
+  return true;
+}
+
+// As a classic file's; nothing when its numbers are too large for one.
+std::optional<TiffDirectory> classic(TiffDirectory directory) {
+  directory.format.bigTiff = false;
+  for (auto& [tag, value] : directory.values) {
+    if (!narrow(value, directory.format.bigEndian)) return std::nullopt;
+  }
+  return directory;
+}
+
+// The directory with all that is to be said, as it will lie at `base`.
+Bytes finished(TiffDirectory directory, const ImageMetadata& metadata, const Data& profile, uint64_t base) {
+  addValues(directory, metadata);
+  if (!profile.empty()) {
+    const std::span<const uint8_t> bytes = profile.span();
+    directory.values[kProfile] = blockValue(tiff_type::kUndefined, Bytes(bytes.begin(), bytes.end()));
+  }
+  return serialised(directory, directory.format, base);
+}
+
+// A file's first bytes, of which there is room for the longer kind.
+Bytes fileHeader(TiffFormat format, uint64_t directory) {
+  Bytes header(16);
+  header[0] = header[1] = format.bigEndian ? 'M' : 'I';
+  writeInteger(header.data() + 2, 2, format.bigEndian, format.bigTiff ? 43 : 42);
+  if (format.bigTiff) {
+    constexpr int kOffsetBytes = 8;
+    writeInteger(header.data() + 4, 2, format.bigEndian, kOffsetBytes);
+    writeInteger(header.data() + 8, kOffsetBytes, format.bigEndian, directory);
+  } else {
+    writeInteger(header.data() + 4, 4, format.bigEndian, directory);
+  }
+  return header;
+}
+
+}  // namespace
+
 std::string addTiffMetadata(int descriptor, const ImageMetadata& metadata, const Data& profile) {
   const std::unique_ptr<ByteSource> source = openDescriptor(descriptor);
   const auto header = source ? readTiffHeader(*source) : std::nullopt;
-  auto directory = header ? readTiffDirectory(*source, header->format, header->firstDirectory) : std::nullopt;
+  const auto directory =
+      header ? readTiffDirectory(*source, header->format, header->firstDirectory) : std::nullopt;
   if (!directory || !directory->unreadable.empty()) return "the written file cannot be read again";
-  addValues(*directory, metadata);
-  if (!profile.empty()) {
-    const std::span<const uint8_t> bytes = profile.span();
-    directory->values[kProfile] = blockValue(tiff_type::kUndefined, Bytes(bytes.begin(), bytes.end()));
-  }
   const uint64_t base = (static_cast<uint64_t>(source->size()) + 7) / 8 * 8;
-  const std::vector<uint8_t> bytes = serialised(*directory, header->format, base);
-  if (!header->format.bigTiff && base + bytes.size() > UINT32_MAX) return "the file is too large";
-  uint8_t place[8];
-  const int width = header->format.bigTiff ? 8 : 4;
-  writeInteger(place, width, header->format.bigEndian, base);
+  TiffFormat format = header->format;
+  format.bigTiff = false;
+  Bytes bytes;
+  if (const auto small = classic(*directory)) bytes = finished(*small, metadata, profile, base);
+  if (bytes.empty() || base + bytes.size() > UINT32_MAX) {
+    format.bigTiff = true;
+    bytes = finished(*directory, metadata, profile, base);
+  }
+  if (format.bigTiff && !header->format.bigTiff) return "the file is too large";
+  Bytes head = fileHeader(format, base);
+  head.resize(header->format.bigTiff ? 16 : 8);
   const bool ok = writeAt(descriptor, base, bytes.data(), bytes.size()) &&
-                  writeAt(descriptor, header->format.bigTiff ? 8 : 4, place, static_cast<size_t>(width));
+                  writeAt(descriptor, 0, head.data(), head.size());
   return ok ? "" : "the disk is full or cannot be written";
 }
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 
 #include "platform/image_codecs/image_codec.h"
 #include "platform/image_codecs/tiff_metadata.h"
@@ -23,82 +24,100 @@ int keepError(TIFF*, void* user, const char*, const char* format, va_list argume
   return 1;
 }
 
-// Takes the descriptor.
-TIFF* open(int descriptor, bool bigTiff, std::string& error) {
+// Takes the descriptor. The file's offsets have 64 bits until its length is known.
+TIFF* open(int descriptor, std::string& error) {
   const std::unique_ptr<TIFFOpenOptions, OptionsFreer> options(TIFFOpenOptionsAlloc());
   TIFFOpenOptionsSetErrorHandlerExtR(options.get(), keepError, &error);
   TIFFOpenOptionsSetWarningHandlerExtR(
       options.get(), [](TIFF*, void*, const char*, const char*, va_list) { return 1; }, nullptr);
-  return TIFFFdOpenExt(descriptor, "", bigTiff ? "w8" : "w4", options.get());
+  return TIFFFdOpenExt(descriptor, "", "w8", options.get());
 }
 
-void setTags(TIFF* tiff, const EncodeRequest& request, const RowPacker& packer) {
-  const PixelLayout& layout = request.bitmap.layout();
+class TiffEncoder final : public PictureEncoder {
+ public:
+  explicit TiffEncoder(const EncodeRequest& request)
+      : metadata_(request.metadata),
+        profile_(request.profile),
+        packer_(request.layout, false),
+        row_(static_cast<size_t>(packer_.rowBytes())) {}
+  ~TiffEncoder() override {
+    if (tiff_) TIFFClose(tiff_);
+  }
+  std::string start(const EncodeRequest& request, int descriptor);
+  std::string writeRow(const uint8_t* row) override;
+  std::string finish() override;
+
+ private:
+  void setTags(const PixelLayout& layout);
+  std::string problem() const { return error_.empty() ? "cannot be written" : error_; }
+
+  const ImageMetadata& metadata_;
+  const Data& profile_;
+  const RowPacker packer_;
+  std::vector<uint8_t> row_;
+  int descriptor_ = -1;
+  std::string error_;  // the library's first
+  TIFF* tiff_ = nullptr;
+  uint32_t y_ = 0;
+};
+
+std::string TiffEncoder::start(const EncodeRequest& request, int descriptor) {
+  descriptor_ = descriptor;
+  const int copy = dup(descriptor);
+  if (copy < 0) return "cannot be written";
+  tiff_ = open(copy, error_);
+  if (!tiff_) {
+    close(copy);
+    return problem();
+  }
+  setTags(request.layout);
+  return {};
+}
+
+void TiffEncoder::setTags(const PixelLayout& layout) {
   const int colors = layout.colorComponents();
-  TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, static_cast<uint32_t>(layout.width));
-  TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, static_cast<uint32_t>(layout.height));
-  TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, packer.bits());
-  TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, packer.components());
-  TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, colors == 3 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK);
-  TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-  TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_LZW);
-  TIFFSetField(tiff, TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL);
-  TIFFSetField(tiff, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
+  TIFFSetField(tiff_, TIFFTAG_IMAGEWIDTH, static_cast<uint32_t>(layout.width));
+  TIFFSetField(tiff_, TIFFTAG_IMAGELENGTH, static_cast<uint32_t>(layout.height));
+  TIFFSetField(tiff_, TIFFTAG_BITSPERSAMPLE, packer_.bits());
+  TIFFSetField(tiff_, TIFFTAG_SAMPLESPERPIXEL, packer_.components());
+  TIFFSetField(tiff_, TIFFTAG_PHOTOMETRIC, colors == 3 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK);
+  TIFFSetField(tiff_, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+  TIFFSetField(tiff_, TIFFTAG_COMPRESSION, COMPRESSION_LZW);
+  TIFFSetField(tiff_, TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL);
+  TIFFSetField(tiff_, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
   constexpr int64_t kStripBytes = 256 << 10;
-  TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP,
-               static_cast<uint32_t>(std::max<int64_t>(1, kStripBytes / packer.rowBytes())));
+  TIFFSetField(tiff_, TIFFTAG_ROWSPERSTRIP,
+               static_cast<uint32_t>(std::max<int64_t>(1, kStripBytes / packer_.rowBytes())));
   if (layout.hasAlpha()) {
     const uint16_t kind = layout.premultiplied() ? EXTRASAMPLE_ASSOCALPHA : EXTRASAMPLE_UNASSALPHA;
-    TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, 1, &kind);
+    TIFFSetField(tiff_, TIFFTAG_EXTRASAMPLES, 1, &kind);
   }
-  if (request.metadata.dpiX && request.metadata.dpiY) {
-    TIFFSetField(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
-    TIFFSetField(tiff, TIFFTAG_XRESOLUTION, *request.metadata.dpiX);
-    TIFFSetField(tiff, TIFFTAG_YRESOLUTION, *request.metadata.dpiY);
+  if (metadata_.dpiX && metadata_.dpiY) {
+    TIFFSetField(tiff_, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
+    TIFFSetField(tiff_, TIFFTAG_XRESOLUTION, *metadata_.dpiX);
+    TIFFSetField(tiff_, TIFFTAG_YRESOLUTION, *metadata_.dpiY);
   }
 }
 
 // The library's predictor changes the row it is given: it gets our copy.
-bool writeRows(TIFF* tiff, const EncodeRequest& request, const RowPacker& packer) {
-  std::vector<uint8_t> row(static_cast<size_t>(packer.rowBytes()));
-  for (int64_t y = 0; y < request.bitmap.height(); ++y) {
-    packer.pack(y, row.data());
-    if (TIFFWriteScanline(tiff, row.data(), static_cast<uint32_t>(y)) < 0) return false;
-  }
-  return TIFFWriteDirectory(tiff) != 0;
+std::string TiffEncoder::writeRow(const uint8_t* row) {
+  packer_.pack(row, row_.data());
+  return TIFFWriteScanline(tiff_, row_.data(), y_++) < 0 ? problem() : "";
 }
 
-std::string write(const EncodeRequest& request, int descriptor, bool bigTiff) {
-  const int copy = dup(descriptor);
-  if (copy < 0 || ftruncate(descriptor, 0) != 0 || lseek(descriptor, 0, SEEK_SET) != 0) {
-    if (copy >= 0) close(copy);
-    return "cannot be written";
-  }
-  std::string error;
-  TIFF* tiff = open(copy, bigTiff, error);
-  if (!tiff) {
-    close(copy);
-    return error.empty() ? "cannot be written" : error;
-  }
-  const RowPacker packer(request.bitmap, false);
-  setTags(tiff, request, packer);
-  const bool ok = writeRows(tiff, request, packer);
-  TIFFClose(tiff);
-  if (!ok || !error.empty()) return error.empty() ? "cannot be written" : error;
-  return addTiffMetadata(descriptor, request.metadata, request.bitmap.space()->profile());
+std::string TiffEncoder::finish() {
+  const bool ok = TIFFWriteDirectory(tiff_) != 0;
+  TIFFClose(std::exchange(tiff_, nullptr));
+  return ok && error_.empty() ? addTiffMetadata(descriptor_, metadata_, profile_) : problem();
 }
 
 }  // namespace
 
-std::string encodeTIFF(const EncodeRequest& request, int descriptor) {
-  const int64_t bytes = RowPacker(request.bitmap, false).rowBytes() * request.bitmap.height();
-  constexpr int64_t kClassicLimit = int64_t{1} << 32;
-  if (bytes < kClassicLimit) {
-    std::string error = write(request, descriptor, false);
-    // Noise can grow under compression.
-    if (error.empty() || bytes < kClassicLimit / 2) return error;
-  }
-  return write(request, descriptor, true);
+std::string createTIFF(const EncodeRequest& request, int descriptor, EncoderPtr& encoder) {
+  auto made = std::make_unique<TiffEncoder>(request);
+  std::string error = made->start(request, descriptor);
+  if (error.empty()) encoder = std::move(made);
+  return error;
 }
 
 }  // namespace vello

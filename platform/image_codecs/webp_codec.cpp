@@ -55,11 +55,35 @@ const char* reasonOf(VP8StatusCode status) {
   }
 }
 
+// The library decodes the picture in one go.
+class WebPDecoder final : public PictureDecoder {
+ public:
+  WebPDecoder(DecodedImage& image, Bytes file, const ::WebPDecoderConfig& config)
+      : image_(image), file_(std::move(file)), config_(config) {}
+  int64_t rowsTogether() const override { return image_.layout.height; }
+  std::string decode(int64_t) override {
+    config_.output.colorspace = image_.layout.hasAlpha() ? MODE_RGBA : MODE_RGB;
+    config_.output.is_external_memory = 1;
+    config_.output.u.RGBA.rgba = image_.pixels.get();
+    config_.output.u.RGBA.stride = static_cast<int>(image_.layout.bytesPerRow);
+    config_.output.u.RGBA.size = static_cast<size_t>(image_.layout.bytesPerRow * image_.layout.height);
+    const VP8StatusCode status = WebPDecode(file_.data(), file_.size(), &config_);
+    if (status != VP8_STATUS_OK) return reasonOf(status);
+    finishedRows_ = image_.layout.height;
+    return {};
+  }
+
+ private:
+  DecodedImage& image_;
+  Bytes file_;
+  ::WebPDecoderConfig config_;
+};
+
 }  // namespace
 
-std::string decodeWebP(const DecodeRequest& request, DecodedImage& image) {
+std::string openWebP(const DecodeRequest& request, DecodedImage& image, DecoderPtr& decoder) {
   // The container's size field has 32 bits.
-  if (request.source.size() > int64_t{UINT32_MAX} || request.source.size() > request.limits.bytes) {
+  if (request.source.size() > int64_t{UINT32_MAX} || request.source.size() > request.memory) {
     return "the file is too large";
   }
   Bytes file(static_cast<size_t>(request.source.size()));
@@ -76,15 +100,8 @@ std::string decodeWebP(const DecodeRequest& request, DecodedImage& image) {
     return error;
   }
   readMetadata(file, image);
-  if (request.headerOnly) return {};
-  image.allocate();
-  config.output.colorspace = alpha ? MODE_RGBA : MODE_RGB;
-  config.output.is_external_memory = 1;
-  config.output.u.RGBA.rgba = image.pixels.get();
-  config.output.u.RGBA.stride = static_cast<int>(image.layout.bytesPerRow);
-  config.output.u.RGBA.size = static_cast<size_t>(image.layout.bytesPerRow * image.layout.height);
-  const VP8StatusCode decoded = WebPDecode(file.data(), file.size(), &config);
-  return decoded == VP8_STATUS_OK ? "" : reasonOf(decoded);
+  if (!request.headerOnly) decoder = std::make_unique<WebPDecoder>(image, std::move(file), config);
+  return {};
 }
 
 }  // namespace vello

@@ -198,6 +198,38 @@ void writeTiny(const std::string& path, const char* mode) {
   TIFFClose(tiff);
 }
 
+// Some programs write what they know of a picture behind its pixels.
+TEST(PNGMetadata, BehindThePixelsIsKnownFromTheStart) {
+  const TemporaryFolder folder;
+  const std::string path = folder.file("a.png");
+  ASSERT_EQ(writeImageFile(path, gradient(20, 10), {.format = ImageFormat::png}), std::nullopt);
+  Bytes file = readBytes(path);
+  Bytes chunk = text("eXIf");
+  const Bytes exif = ExifWriter(true).make();
+  chunk.insert(chunk.end(), exif.begin(), exif.end());
+  uint32_t crc = ~0u;  // as the PNG standard defines it
+  for (const uint8_t byte : chunk) {
+    crc ^= byte;
+    for (int bit = 0; bit < 8; ++bit) crc = crc >> 1 ^ (crc & 1 ? 0xedb88320u : 0);
+  }
+  Bytes framed(4);
+  writeInteger(framed.data(), 4, true, exif.size());
+  framed.insert(framed.end(), chunk.begin(), chunk.end());
+  framed.resize(framed.size() + 4);
+  writeInteger(framed.data() + framed.size() - 4, 4, true, ~crc);
+  constexpr long kEndChunk = 12;
+  file.insert(file.end() - kEndChunk, framed.begin(), framed.end());
+  writeBytes(path, file);
+  std::string error;
+  const auto info = imageFileInfo(path, &error);
+  ASSERT_TRUE(info) << error;
+  EXPECT_EQ(info->width, 10) << "orientation 6";
+  const ImageReadResult result = readImageFile(path);
+  ASSERT_TRUE(result.ok()) << result.error;
+  EXPECT_EQ(result.bitmap.width(), 10);
+  EXPECT_EQ(result.metadata.exif, exif);
+}
+
 TEST(TiffMetadata, IsAddedToEveryKindOfFile) {
   const TemporaryFolder folder;
   const std::string path = folder.file("a.tif");
