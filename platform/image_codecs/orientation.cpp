@@ -38,15 +38,16 @@ Walk walkOf(int orientation, const PixelLayout& stored) {
 
 // In squares, so that neither side leaves the cache when rows become columns.
 template <size_t pixelBytes>
-void copyPixels(const uint8_t* from, const Walk& walk, const PixelLayout& shown, uint8_t* to) {
+void copyPixels(const uint8_t* from, const Walk& walk, const PixelRect& part, int64_t bytesPerRow,
+                uint8_t* to) {
   constexpr int64_t kSquare = 64;
-  for (int64_t top = 0; top < shown.height; top += kSquare) {
-    for (int64_t left = 0; left < shown.width; left += kSquare) {
-      const int64_t bottom = std::min(top + kSquare, shown.height);
-      const int64_t right = std::min(left + kSquare, shown.width);
+  for (int64_t top = part.top; top < part.bottom; top += kSquare) {
+    for (int64_t left = part.left; left < part.right; left += kSquare) {
+      const int64_t bottom = std::min(top + kSquare, part.bottom);
+      const int64_t right = std::min(left + kSquare, part.right);
       for (int64_t y = top; y < bottom; ++y) {
         const uint8_t* source = from + walk.origin + y * walk.down + left * walk.right;
-        uint8_t* target = to + y * shown.bytesPerRow + left * static_cast<int64_t>(pixelBytes);
+        uint8_t* target = to + y * bytesPerRow + left * static_cast<int64_t>(pixelBytes);
         for (int64_t x = left; x < right; ++x, source += walk.right, target += pixelBytes) {
           std::memcpy(target, source, pixelBytes);
         }
@@ -55,7 +56,7 @@ void copyPixels(const uint8_t* from, const Walk& walk, const PixelLayout& shown,
   }
 }
 
-using Copy = void (*)(const uint8_t*, const Walk&, const PixelLayout&, uint8_t*);
+using Copy = void (*)(const uint8_t*, const Walk&, const PixelRect&, int64_t, uint8_t*);
 
 template <size_t... bytes>
 Copy copyFor(int64_t pixelBytes, std::index_sequence<bytes...>) {
@@ -65,16 +66,28 @@ Copy copyFor(int64_t pixelBytes, std::index_sequence<bytes...>) {
 
 }  // namespace
 
+PixelLayout turnedLayout(const PixelLayout& stored, int orientation) {
+  PixelLayout shown = stored;
+  if (orientation >= 5) std::swap(shown.width, shown.height);
+  shown.bytesPerRow = shown.width * shown.bytesPerPixel();
+  return shown;
+}
+
+void copyTurned(const uint8_t* stored, const PixelLayout& layout, int orientation, const PixelRect& part,
+                uint8_t* shown) {
+  constexpr size_t kLargestPixel = 20;  // five floats
+  const Copy copy = copyFor(layout.bytesPerPixel(), std::make_index_sequence<kLargestPixel>());
+  copy(stored, walkOf(orientation, layout), part, turnedLayout(layout, orientation).bytesPerRow, shown);
+}
+
 void applyOrientation(DecodedImage& image) {
   if (image.orientation == 1) return;
-  constexpr size_t kLargestPixel = 20;  // five floats
   const PixelLayout stored = image.layout;
   const std::shared_ptr<uint8_t[]> pixels = std::move(image.pixels);
-  if (image.orientation >= 5) std::swap(image.layout.width, image.layout.height);
-  image.layout.bytesPerRow = image.layout.width * image.layout.bytesPerPixel();
+  image.layout = turnedLayout(stored, image.orientation);
   image.allocate();
-  copyFor(stored.bytesPerPixel(), std::make_index_sequence<kLargestPixel>())(
-      pixels.get(), walkOf(image.orientation, stored), image.layout, image.pixels.get());
+  copyTurned(pixels.get(), stored, image.orientation, {0, 0, image.layout.width, image.layout.height},
+             image.pixels.get());
   image.orientation = 1;
 }
 

@@ -1,0 +1,36 @@
+// Memory of a whole picture that takes room only where it was written, and can be given back in parts.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace vello {
+
+class PictureMemory {
+ public:
+  // Both give null and the reason when the memory cannot be had.
+  // What is released is lost.
+  static std::shared_ptr<PictureMemory> inMemory(int64_t bytes, std::string* error);
+  // Backed by a file without a name in `folder`, all its room taken at once: what is released comes back from
+  // the file. The error names the folder and the need.
+  static std::shared_ptr<PictureMemory> inTemporaryFile(int64_t bytes, const std::string& folder,
+                                                        std::string* error);
+  ~PictureMemory();
+  PictureMemory(const PictureMemory&) = delete;
+  PictureMemory& operator=(const PictureMemory&) = delete;
+
+  uint8_t* bytes() const { return bytes_; }
+  // Gives back the pages that lie in [0, end) as a whole.
+  void release(int64_t end);
+
+ private:
+  PictureMemory(uint8_t* bytes, int64_t size) : bytes_(bytes), size_(size) {}
+  uint8_t* bytes_;
+  int64_t size_;
+};
+
+// $TMPDIR, else /tmp.
+std::string temporaryFolder();
+
+}  // namespace vello

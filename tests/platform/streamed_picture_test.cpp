@@ -1,0 +1,295 @@
+#include "platform/streamed_picture.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstring>
+
+#include "platform/image_codecs/exif.h"
+#include "tests/platform/other_files.h"
+#include "tests/platform/test_images.h"
+
+namespace vello {
+namespace {
+
+using ::testing::HasSubstr;
+using testing::layoutOf;
+using testing::noise;
+using testing::readBytes;
+using testing::TemporaryFolder;
+using testing::TiffForm;
+using testing::writeBytes;
+using Storage = StreamedPicture::Storage;
+
+Bitmap rgb(int bits = 8) { return noise(layoutOf(141, 203, bits, 3, AlphaInfo::none)); }
+
+struct File {
+  const char* name;
+  void (*make)(const std::string& path);
+  bool inOrder = true;
+};
+
+template <ImageFormat format, int bits, int components, AlphaInfo alpha>
+void ours(const std::string& path) {
+  const Bitmap bitmap = noise(layoutOf(141, 203, bits, components, alpha));
+  ImageWriteOptions options{.format = format};
+  options.metadata.dpiX = options.metadata.dpiY = 300;
+  options.metadata.xmp = {'<', 'x', '/', '>'};
+  ASSERT_EQ(writeImageFile(path, bitmap, options), std::nullopt);
+}
+
+template <uint16_t orientation>
+void turned(const std::string& path) {
+  testing::writeTiff(path, rgb(), {.orientation = orientation});
+}
+
+constexpr auto kNone = AlphaInfo::none;
+const File kFiles[] = {
+    {"TiffRGB8", ours<ImageFormat::tiff, 8, 3, kNone>},
+    {"TiffGray16", ours<ImageFormat::tiff, 16, 1, kNone>},
+    {"TiffStraight16", ours<ImageFormat::tiff, 16, 4, AlphaInfo::last>},
+    {"TiffPremultiplied8", ours<ImageFormat::tiff, 8, 4, AlphaInfo::premultipliedLast>},
+    {"PngRGB8", ours<ImageFormat::png, 8, 3, kNone>},
+    {"PngStraight16", ours<ImageFormat::png, 16, 4, AlphaInfo::last>},
+    {"PngGray8", ours<ImageFormat::png, 8, 1, kNone>},
+    {"JpegRGB", ours<ImageFormat::jpeg, 8, 3, kNone>},
+    {"JpegGray", ours<ImageFormat::jpeg, 8, 1, kNone>},
+    {"BigTiff", [](const std::string& path) { testing::writeTiff(path, rgb(), {.mode = "w8"}); }},
+    {"BigEndianTiff", [](const std::string& path) { testing::writeTiff(path, rgb(16), {.mode = "wb"}); }},
+    {"FloatTiff", [](const std::string& path) { testing::writeTiff(path, rgb(32), {}); }},
+    {"PlanarTiff",
+     [](const std::string& path) {
+       testing::writeTiff(path, rgb(), {.planar = PLANARCONFIG_SEPARATE, .compression = COMPRESSION_LZW});
+     }},
+    {"TiledTiff",
+     [](const std::string& path) {
+       testing::writeTiff(path, rgb(16), {.compression = COMPRESSION_ADOBE_DEFLATE, .tile = 32});
+     }},
+    {"TiledPlanarTiff",
+     [](const std::string& path) {
+       testing::writeTiff(path, rgb(), {.planar = PLANARCONFIG_SEPARATE, .tile = 16});
+     }},
+    {"PaletteTiff",
+     [](const std::string& path) {
+       testing::writeTiff(path, noise(layoutOf(141, 203, 8, 1, kNone)), {.photometric = PHOTOMETRIC_PALETTE});
+     }},
+    {"OneTile", [](const std::string& path) { testing::writeTiff(path, rgb(), {.tile = 256}); }, false},
+    {"OneCompressedStrip",
+     [](const std::string& path) {
+       testing::writeTiff(path, rgb(), {.compression = COMPRESSION_LZW, .rowsPerStrip = 0});
+     }},
+    {"InterlacedPng", [](const std::string& path) { testing::writeInterlacedPNG(path, rgb()); }, false},
+    {"ProgressiveJpeg", [](const std::string& path) { testing::writeProgressiveJPEG(path, rgb()); }},
+    {"Orientation2", turned<2>},
+    {"Orientation3", turned<3>, false},
+    {"Orientation4", turned<4>, false},
+    {"Orientation5", turned<5>, false},
+    {"Orientation6", turned<6>, false},
+    {"Orientation7", turned<7>, false},
+    {"Orientation8", turned<8>, false},
+};
+
+// The first of rows [begin, end) that differs, or -1.
+int64_t differingRow(const Bitmap& a, const Bitmap& b, int64_t begin, int64_t end) {
+  const auto bytes = static_cast<size_t>(a.width() * a.layout().bytesPerPixel());
+  for (int64_t y = begin; y < end; ++y) {
+    if (std::memcmp(a.row(y), b.row(y), bytes) != 0) return y;
+  }
+  return -1;
+}
+
+class EveryStream : public ::testing::TestWithParam<File> {
+ protected:
+  EveryStream() { GetParam().make(path_); }
+  std::unique_ptr<StreamedPicture> opened(StreamOptions options = {}) {
+    options.folder = folder_.file("");
+    return StreamedPicture::open(path_, options, &error_);
+  }
+  // Whatever goes wrong when the picture is opened and decoded to its end.
+  std::string streamError(std::unique_ptr<StreamedPicture>* picture) {
+    *picture = opened({.keptInMemory = 0});
+    return *picture ? (*picture)->provide(INT64_MAX) : error_;
+  }
+
+  TemporaryFolder folder_;
+  const std::string path_ = folder_.file("a");
+  std::string error_;
+};
+
+void expectSameHead(const StreamedPicture& picture, const ImageReadResult& whole) {
+  const PixelLayout &a = picture.bitmap().layout(), &b = whole.bitmap.layout();
+  EXPECT_EQ(a.width, b.width);
+  EXPECT_EQ(a.height, b.height);
+  EXPECT_EQ(a.alpha, b.alpha);
+  EXPECT_EQ(a.bitsPerComponent, b.bitsPerComponent);
+  EXPECT_EQ(a.littleEndian, b.littleEndian);
+  EXPECT_EQ(picture.bitmap().space()->profile(), whole.bitmap.space()->profile());
+  EXPECT_EQ(picture.metadata().dpiX, whole.metadata.dpiX);
+  EXPECT_EQ(picture.metadata().exif, whole.metadata.exif);
+  EXPECT_EQ(picture.metadata().xmp, whole.metadata.xmp);
+  EXPECT_EQ(picture.info().width, whole.info.width);
+  EXPECT_EQ(picture.info().format, whole.info.format);
+}
+
+TEST_P(EveryStream, RowsInUnevenStepsAreThoseOfTheWholePicture) {
+  const ImageReadResult whole = readImageFile(path_);
+  ASSERT_TRUE(whole.ok()) << whole.error;
+  for (const bool randomAccess : {false, true}) {
+    for (const int64_t keptInMemory : {int64_t{0}, int64_t{1} << 30}) {
+      const auto picture = opened({.randomAccess = randomAccess, .keptInMemory = keptInMemory});
+      ASSERT_TRUE(picture) << error_;
+      EXPECT_EQ(picture->storage(), GetParam().inOrder && !randomAccess ? Storage::rowByRow
+                                    : keptInMemory == 0                 ? Storage::temporaryFile
+                                                                        : Storage::inMemory);
+      expectSameHead(*picture, whole);
+      EXPECT_EQ(folder_.fileCount(), 1u) << "the temporary file has no name";
+      int64_t begin = 0;
+      for (const int64_t end :
+           {int64_t{1}, int64_t{9}, int64_t{80}, int64_t{80}, picture->bitmap().height()}) {
+        ASSERT_EQ(picture->provide(end), "");
+        EXPECT_EQ(differingRow(picture->bitmap(), whole.bitmap, begin, end), -1);
+        if (!randomAccess) picture->release(begin = end - 1);
+      }
+      EXPECT_EQ(picture->warnings(), whole.warnings);
+    }
+  }
+}
+
+TEST_P(EveryStream, WhatATemporaryFileHoldsIsThereAfterItWasReleased) {
+  const auto picture = opened({.randomAccess = true, .keptInMemory = 0});
+  ASSERT_TRUE(picture) << error_;
+  ASSERT_EQ(picture->provide(INT64_MAX), "");
+  const Bitmap whole = readImageFile(path_).bitmap;
+  picture->release(whole.height());
+  EXPECT_EQ(differingRow(picture->bitmap(), whole, 0, whole.height()), -1);
+}
+
+TEST_P(EveryStream, CutOrDamagedAnywhereItTellsWhatReadingTheWholeTells) {
+  const std::vector<uint8_t> good = readBytes(path_);
+  for (size_t part = 0; part < 24; ++part) {
+    std::vector<uint8_t> bad = good;
+    if (part < 12) {
+      bad.resize(good.size() * part / 12);
+    } else {
+      bad[good.size() * (part - 12) / 12 + 21] ^= 0x55;
+    }
+    writeBytes(path_, bad);
+    const ImageReadResult whole = readImageFile(path_);
+    std::unique_ptr<StreamedPicture> picture;
+    ASSERT_EQ(streamError(&picture), whole.error) << part;
+    EXPECT_THAT(whole.error, ::testing::AnyOf("", ::testing::StartsWith(path_ + ": "))) << part;
+    if (!whole.ok()) continue;
+    EXPECT_EQ(picture->warnings(), whole.warnings) << part;
+    EXPECT_EQ(differingRow(picture->bitmap(), whole.bitmap, 0, whole.bitmap.height()), -1) << part;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, EveryStream, ::testing::ValuesIn(kFiles),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+int64_t residentBytes() {
+  std::ifstream file("/proc/self/statm");
+  int64_t all = 0, resident = 0;
+  file >> all >> resident;
+  return resident * sysconf(_SC_PAGESIZE);
+}
+
+// 64 MB.
+Bitmap large() {
+  PixelLayout layout = layoutOf(8192, 2048, 8, 4, AlphaInfo::noneSkipLast);
+  layout.bytesPerRow = 0;  // each row the same
+  const auto row = std::make_shared<std::vector<uint8_t>>(size_t{8192} * 4);
+  for (size_t i = 0; i < row->size(); ++i) (*row)[i] = static_cast<uint8_t>(i * i >> 7);
+  return Bitmap(layout, nullptr, row, row->data());
+}
+
+struct LargeFile {
+  const char* name;
+  TiffForm form;
+  bool randomAccess;
+};
+
+TEST(StreamedPicture, MemoryDoesNotGrowWithThePicture) {
+  const LargeFile rows[] = {
+      {"small strips", {}, false},     {"one strip", {.rowsPerStrip = 0}, false},
+      {"tiles", {.tile = 128}, false}, {"turned", {.orientation = 6}, false},
+      {"random access", {}, true},
+  };
+  const TemporaryFolder folder;
+  const std::string path = folder.file("a.tif");
+  for (const LargeFile& row : rows) {
+    testing::writeTiff(path, large(), row.form);
+    std::string error;
+    const auto picture = StreamedPicture::open(
+        path, {.randomAccess = row.randomAccess, .keptInMemory = 0, .folder = folder.file("")}, &error);
+    ASSERT_TRUE(picture) << row.name << error;
+    const int64_t before = residentBytes();
+    int64_t most = before;
+    for (int64_t y = 0; y < picture->bitmap().height(); y += 64) {
+      ASSERT_EQ(picture->provide(y + 64), "") << row.name;
+      most = std::max(most, residentBytes());
+      picture->release(y);
+    }
+    // Some steps into a file are on their way at once.
+    const int64_t allowed = picture->isRowByRow() ? int64_t{12} << 20 : int64_t{40} << 20;
+    EXPECT_LT(most - before, allowed) << row.name;
+  }
+}
+
+TEST(StreamedPicture, ReleasedRowsTakeNoMemory) {
+  const TemporaryFolder folder;
+  const std::string path = folder.file("a.tif");
+  testing::writeTiff(path, rgb(), {});
+  std::string error;
+  const auto picture = StreamedPicture::open(path, {}, &error);
+  ASSERT_EQ(picture->provide(203), "");
+  const auto resident = [&] {
+    std::vector<unsigned char> pages(20);
+    EXPECT_EQ(mincore(const_cast<uint8_t*>(picture->bitmap().row(0)),
+                      pages.size() * static_cast<size_t>(sysconf(_SC_PAGESIZE)), pages.data()),
+              0);
+    return std::count_if(pages.begin(), pages.end(), [](unsigned char page) { return page & 1; });
+  };
+  EXPECT_EQ(resident(), 20);
+  picture->release(101);  // 42,723 bytes
+  EXPECT_EQ(resident(), 20 - 42723 / sysconf(_SC_PAGESIZE));
+}
+
+TEST(StreamedPicture, WhatCannotBeHadIsToldBeforeTheWorkStarts) {
+  const TemporaryFolder folder;
+  const std::string path = folder.file("a.jpg");
+  testing::writeProgressiveJPEG(path, rgb());
+  std::string error;
+  const auto fits = StreamedPicture::open(path, {}, &error);
+  ASSERT_TRUE(fits) << error;
+  // 4:2:0 keeps one and a half 16-bit values a sample, in whole blocks.
+  EXPECT_NEAR(static_cast<double>(fits->heldBytes()), 141 * 203 * 3, 25000);
+  EXPECT_FALSE(StreamedPicture::open(path, {.memory = fits->heldBytes() - 1}, &error));
+  EXPECT_THAT(error, ::testing::AllOf(::testing::StartsWith(path), HasSubstr("MB of memory")));
+
+  testing::writeTiff(path, rgb(), {});
+  const std::string nowhere = folder.file("no such folder");
+  EXPECT_FALSE(
+      StreamedPicture::open(path, {.randomAccess = true, .keptInMemory = 0, .folder = nowhere}, &error));
+  EXPECT_THAT(error, ::testing::AllOf(::testing::StartsWith(path), HasSubstr(nowhere), HasSubstr("1 MB")));
+
+  TIFF* tiff = TIFFOpen(path.c_str(), "w8");  // of a million rows no byte is there
+  testing::setTags(tiff, layoutOf(1 << 20, 1 << 20, 32, 4, AlphaInfo::noneSkipLast),
+                   {.rowsPerStrip = 1 << 20});
+  uint8_t one = 0;
+  TIFFWriteRawStrip(tiff, 0, &one, 1);
+  TIFFClose(tiff);
+  EXPECT_FALSE(StreamedPicture::open(path, {.randomAccess = true, .folder = folder.file("")}, &error));
+  EXPECT_THAT(error, ::testing::AllOf(HasSubstr("13194140 MB"), HasSubstr(folder.file(""))));
+  const auto streamed = StreamedPicture::open(path, {}, &error);
+  ASSERT_TRUE(streamed) << error;
+  EXPECT_THAT(streamed->provide(1), HasSubstr("truncated"));
+  EXPECT_FALSE(StreamedPicture::open(path, {.limits = {.pixels = 1 << 30}}, &error));
+  EXPECT_THAT(error, HasSubstr("limit"));
+  EXPECT_EQ(folder.fileCount(), 1u);
+}
+
+}  // namespace
+}  // namespace vello
