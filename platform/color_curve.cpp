@@ -28,41 +28,33 @@ CurveTable::Piece CurveTable::fit(double low, double high) const {
 }
 
 ByteEncoder::ByteEncoder(const std::array<float, 255>& middles) : middles_(middles) {
-  const auto range = [](float x) { return std::bit_cast<int32_t>(std::max(x, 0.0f)) >> 16; };
-  first_ = range(middles.front());
-  last_ = range(middles.back()) - first_;
-  entries_.reserve(static_cast<size_t>(last_) + 1);
-  int32_t base = 0;
-  for (int32_t i = 0; i <= last_; ++i) {
-    entries_.push_back({middles[static_cast<size_t>(base)], base});
-    const int32_t before = base;
-    while (base < 255 && range(middles[static_cast<size_t>(base)]) <= first_ + i) ++base;
-    oneStep_ = oneStep_ && base - before <= 1;
-    if (base == 255) break;
+  const auto bitsOf = [](float x) { return std::bit_cast<int32_t>(std::max(x, 0.0f)); };
+  constexpr int32_t none = 1 << 16;
+  const int32_t first = bitsOf(middles.front()) >> 16, last = bitsOf(middles.back()) >> 16;
+  // Below the first range lies one without a threshold, for everything smaller.
+  entries_.push_back(none);
+  int32_t code = 0;
+  for (int32_t range = first; range <= last; ++range) {
+    const int32_t bits = code < 255 ? bitsOf(middles[static_cast<size_t>(code)]) : 0;
+    const bool inside = code < 255 && bits >> 16 == range;
+    entries_.push_back(code << 17 | (inside ? bits & 0xffff : none));
+    const int32_t before = code;
+    while (code < 255 && bitsOf(middles[static_cast<size_t>(code)]) >> 16 <= range) ++code;
+    oneStep_ = oneStep_ && code - before <= 1;
   }
   // Negative thresholds cannot be told apart by the bits of a clamped value.
   oneStep_ = oneStep_ && middles.front() > 0;
+  codes_ = {entries_.data(), (first << 16) - 1, last << 16 | 0xffff};
 }
 
-void ByteEncoder::encode(const float* light, int n, uint8_t* codes, int64_t step) const {
-  if (!oneStep_) {
-    for (int i = 0; i < n; ++i, codes += step) *codes = search(light[i]);
-    return;
-  }
-  // Copies, because a byte written could be part of this object for all the compiler knows.
-  const Entry* const entries = entries_.data();
-  const int32_t first = first_, last = last_;
-  for (int i = 0; i < n; ++i, codes += step) {
-    const float x = light[i] == light[i] ? light[i] : 0;
-    const int32_t index = std::clamp((std::bit_cast<int32_t>(x) >> 16) - first, 0, last);
-    const Entry entry = entries[index];
-    *codes = static_cast<uint8_t>(entry.base + (x >= entry.threshold));
-  }
+void ByteEncoder::encode(const float* light, int n, int32_t* codes, const PixelLoops& loops) const {
+  if (oneStep_) return loops.encodeBytes(light, codes_, n, codes);
+  for (int i = 0; i < n; ++i) codes[i] = search(light[i]);
 }
 
-uint8_t ByteEncoder::search(float x) const {
+int32_t ByteEncoder::search(float x) const {
   if (x != x) x = 0;
-  return static_cast<uint8_t>(std::upper_bound(middles_.begin(), middles_.end(), x) - middles_.begin());
+  return static_cast<int32_t>(std::upper_bound(middles_.begin(), middles_.end(), x) - middles_.begin());
 }
 
 ColorCurve::ColorCurve(const Parameters& parameters) : p_(parameters) {
@@ -176,9 +168,16 @@ const ColorCurve::Tables& ColorCurve::tables() const {
     for (int k = 0; k < 255; ++k) middles[static_cast<size_t>(k)] = roundUp(decode((k + 0.5) / 255));
     std::array<float, 256> bytes;
     for (int k = 0; k < 256; ++k) bytes[static_cast<size_t>(k)] = static_cast<float>(decode(k / 255.0));
+    constexpr int intervals = LightTable::kIntervals;
+    std::vector<float> light;
+    for (int k = 0; k <= intervals; ++k) {
+      const double low = decode(1.0 * k / intervals), high = decode((k + 1.0) / intervals);
+      light.push_back(static_cast<float>(low));
+      light.push_back(static_cast<float>(high - low));
+    }
     tables_.reset(new Tables{CurveTable([this](double x) { return decode(x); }),
-                             CurveTable([this](double x) { return encode(x); }), ByteEncoder(middles),
-                             bytes});
+                             CurveTable([this](double x) { return encode(x); }), ByteEncoder(middles), bytes,
+                             std::move(light)});
   });
   return *tables_;
 }

@@ -9,6 +9,8 @@
 #include <mutex>
 #include <vector>
 
+#include "platform/pixel_loops.h"
+
 namespace vello {
 
 // A function of a float, as quadratics over the ranges that share an exponent and 7 bits of the mantissa:
@@ -48,20 +50,16 @@ class ByteEncoder {
   // `middles[k]` is the light half way between codes k and k + 1, increasing.
   explicit ByteEncoder(const std::array<float, 255>& middles);
 
-  // n codes, `step` bytes apart. NaN is 0.
-  void encode(const float* light, int n, uint8_t* codes, int64_t step) const;
+  // NaN is 0.
+  void encode(const float* light, int n, int32_t* codes, const PixelLoops& loops) const;
 
  private:
-  struct Entry {
-    float threshold;
-    int32_t base;
-  };
-  uint8_t search(float x) const;
+  int32_t search(float x) const;
 
   std::array<float, 255> middles_;
-  int32_t first_ = 0, last_ = 0;
+  std::vector<int32_t> entries_;
+  ByteCodes codes_{};
   bool oneStep_ = true;  // no entry's range holds two thresholds
-  std::vector<Entry> entries_;
 };
 
 // Immutable but for its tables, which are made on first use; safe to share between threads. Both directions
@@ -90,12 +88,15 @@ class ColorCurve {
   const CurveTable& encoder() const { return tables().encoder; }
   const ByteEncoder& byteEncoder() const { return tables().byteEncoder; }
   const std::array<float, 256>& byteDecoder() const { return tables().byteDecoder; }
+  // decode() between 0 and 1, to some 1e-8.
+  LightTable lightTable() const { return {tables().light.data()}; }
 
  private:
   struct Tables {
     CurveTable decoder, encoder;
     ByteEncoder byteEncoder;
     std::array<float, 256> byteDecoder;
+    std::vector<float> light;
   };
   const Tables& tables() const;
   double decodePositive(double encoded) const;

@@ -47,18 +47,20 @@ struct FloatMatrix {
   }
 };
 
-void multiply(int n, PlanarRun c, const float* __restrict by) {
-  float* __restrict r = c.r;
-  float* __restrict g = c.g;
-  float* __restrict b = c.b;
-  for (int i = 0; i < n; ++i) r[i] *= by[i], g[i] *= by[i], b[i] *= by[i];
+bool allOpaque(const float* alpha, int n) {
+  int others = 0;
+  for (int i = 0; i < n; ++i) others |= alpha[i] != 1;
+  return others == 0;
 }
 
-void divideByAlpha(int n, const PlanarRun& in, PlanarRun out) {
-  for (int i = 0; i < n; ++i) {
-    const float d = divisor(in.a[i]);
-    out.r[i] = in.r[i] / d, out.g[i] = in.g[i] / d, out.b[i] = in.b[i] / d;
-  }
+void multiply(int n, PlanarRun c, const float* by, const PixelLoops& loops) {
+  for (float* channel : {c.r, c.g, c.b}) loops.multiply(channel, by, n);
+}
+
+void divideByAlpha(int n, const PlanarRun& in, PlanarRun out, const PixelLoops& loops) {
+  loops.divideByAlpha(in.r, in.a, out.r, n);
+  loops.divideByAlpha(in.g, in.a, out.g, n);
+  loops.divideByAlpha(in.b, in.a, out.b, n);
 }
 
 void multiplyByAlpha(int n, PlanarRun c) {
@@ -100,13 +102,15 @@ struct PixelReader::State {
   const ColorCurve* curves[3];
   const float* byteTables[3];
   FloatMatrix toWorking, fromWorking;  // from and to the light of `encoded`
+  const PixelLoops& loops;
 
-  State(Bitmap source, ColorSpacePtr encodedSpace, const ColorSpacePtr& working)
+  State(Bitmap source, ColorSpacePtr encodedSpace, const ColorSpacePtr& working, InstructionSet set)
       : bitmap(std::move(source)),
         offsets(bitmap.layout()),
         encoded(std::move(encodedSpace)),
         toWorking(product(fromSRGBToWorking(working), encoded->toSRGB())),
-        fromWorking(product(encoded->fromSRGB(), fromWorkingToSRGB(working))) {
+        fromWorking(product(encoded->fromSRGB(), fromWorkingToSRGB(working))),
+        loops(pixelLoops(set)) {
     for (int k = 0; k < 3; ++k) {
       curves[k] = &encoded->curve(k);
       byteTables[k] = curves[k]->byteDecoder().data();
@@ -122,6 +126,8 @@ struct PixelReader::State {
   }
 
   void decode(int n, PlanarRun c) const;
+  void decodeBetween(int n, PlanarRun c) const;
+  void linearizeBlock(int n, PlanarRun c) const;
   void readAlpha(const uint8_t* p, int n, float* a) const;
   void readComponent(const uint8_t* p, int64_t offset, int n, float* values) const;
   void readStored(const uint8_t* p, int n, PlanarRun out) const;
@@ -141,9 +147,25 @@ void PixelReader::State::decode(int n, PlanarRun c) const {
   }
 }
 
+// Of values between texels, which need no more than light's own precision.
+void PixelReader::State::decodeBetween(int n, PlanarRun c) const {
+  float* channels[3] = {c.r, c.g, c.b};
+  float light[kBlock];
+  for (int k = 0; k < 3; ++k) {
+    if (!loops.decode(curves[k]->lightTable(), channels[k], light, n)) {
+      const CurveTable& table = curves[k]->decoder();
+      for (int i = 0; i < n; ++i)
+        if (const float v = channels[k][i]; !(v >= 0 && v <= 1)) light[i] = static_cast<float>(table(v));
+    }
+    std::copy_n(light, n, channels[k]);
+  }
+}
+
 void PixelReader::State::readComponent(const uint8_t* p, int64_t offset, int n, float* values) const {
   const PixelLayout& layout = bitmap.layout();
   const int64_t step = layout.bytesPerPixel();
+  if (layout.bitsPerComponent == 8 && step == 4)
+    return loops.fractions(p, static_cast<int>(offset), n, values);
   p += offset;
   if (layout.bitsPerComponent == 8) {
     const float* fractions = byteFractions().data();
@@ -193,6 +215,11 @@ void PixelReader::State::straightLightByTables(const uint8_t* p, int n, PlanarRu
   const int64_t ro = offsets.color[0], go = gray ? ro : offsets.color[1], bo = gray ? ro : offsets.color[2];
   const float *rt = byteTables[0], *gt = byteTables[1], *bt = byteTables[2];
   readAlpha(p, n, out.a);
+  if (step == 4 && (!layout.premultiplied() || allOpaque(out.a, n))) {
+    const int places[] = {static_cast<int>(ro), static_cast<int>(go), static_cast<int>(bo)};
+    float* const results[] = {out.r, out.g, out.b};
+    return loops.lookUp(p, places, byteTables, n, results);
+  }
   if (!layout.premultiplied()) {
     for (int i = 0; i < n; ++i, p += step) {
       out.r[i] = rt[p[ro]], out.g[i] = gt[p[go]], out.b[i] = bt[p[bo]];
@@ -236,13 +263,14 @@ void PixelReader::State::straightLight(const uint8_t* p, int n, PlanarRun out) c
   if (byTables()) return straightLightByTables(p, n, out);
   if (!isMatrix()) return straightLightByTransform(p, n, out);
   readStored(p, n, out);
-  if (bitmap.layout().premultiplied()) divideByAlpha(n, out, out);
+  if (bitmap.layout().premultiplied()) divideByAlpha(n, out, out, loops);
   decode(n, out);
 }
 
 void PixelReader::State::premultiply(int n, PlanarRun c) const {
+  if (!bitmap.layout().hasAlpha() || allOpaque(c.a, n)) return;
   if (bitmap.layout().premultiplied()) return multiplyByAlpha(n, c);
-  if (bitmap.layout().hasAlpha()) multiply(n, c, c.a);
+  multiply(n, c, c.a, loops);
 }
 
 void PixelReader::State::readLinearBlock(const uint8_t* p, int n, PlanarRun out) const {
@@ -254,7 +282,7 @@ void PixelReader::State::readLinearBlock(const uint8_t* p, int n, PlanarRun out)
 void PixelReader::State::readEncodedBlock(const uint8_t* p, int n, PlanarRun out) const {
   if (isMatrix()) {
     readStored(p, n, out);
-    if (bitmap.layout().hasAlpha() && !bitmap.layout().premultiplied()) multiply(n, out, out.a);
+    if (bitmap.layout().hasAlpha() && !bitmap.layout().premultiplied()) multiply(n, out, out.a, loops);
     return;
   }
   straightLight(p, n, out);
@@ -273,9 +301,9 @@ ColorSpacePtr encodedSpaceOf(const Bitmap& bitmap) {
 
 }  // namespace
 
-PixelReader::PixelReader(Bitmap bitmap, const ColorSpacePtr& working) {
+PixelReader::PixelReader(Bitmap bitmap, const ColorSpacePtr& working, InstructionSet set) {
   ColorSpacePtr encoded = encodedSpaceOf(bitmap);
-  state_ = std::make_unique<const State>(std::move(bitmap), std::move(encoded), working);
+  state_ = std::make_unique<const State>(std::move(bitmap), std::move(encoded), working, set);
 }
 
 PixelReader::~PixelReader() = default;
@@ -295,14 +323,20 @@ void PixelReader::readEncoded(int64_t row, int64_t x, int n, PlanarRun out) cons
 }
 
 void PixelReader::linearize(int n, PlanarRun run) const {
-  divideByAlpha(n, run, run);
-  state_->decode(n, run);
-  state_->toWorking.apply(n, run.r, run.g, run.b);
-  multiplyByAlpha(n, run);
+  for (int done = 0; done < n; done += kBlock)
+    state_->linearizeBlock(std::min(kBlock, n - done), advanced(run, done));
+}
+
+void PixelReader::State::linearizeBlock(int n, PlanarRun run) const {
+  const bool weighted = !allOpaque(run.a, n);
+  if (weighted) divideByAlpha(n, run, run, loops);
+  decodeBetween(n, run);
+  toWorking.apply(n, run.r, run.g, run.b);
+  if (weighted) multiplyByAlpha(n, run);
 }
 
 void PixelReader::encode(int n, PlanarRun run) const {
-  divideByAlpha(n, run, run);
+  divideByAlpha(n, run, run, state_->loops);
   state_->fromWorking.apply(n, run.r, run.g, run.b);
   float* channels[3] = {run.r, run.g, run.b};
   for (int k = 0; k < 3; ++k) {
@@ -317,27 +351,25 @@ struct PixelWriter::State {
   ColorSpacePtr space;
   PixelOffsets offsets;
   FloatMatrix fromWorking;
+  const PixelLoops& loops;
 
-  State(const PixelLayout& rowLayout, ColorSpacePtr target, const ColorSpacePtr& working)
+  State(const PixelLayout& rowLayout, ColorSpacePtr target, const ColorSpacePtr& working, InstructionSet set)
       : layout(rowLayout),
         space(std::move(target)),
         offsets(layout),
-        fromWorking(product(space->fromSRGB(), fromWorkingToSRGB(working))) {}
+        fromWorking(product(space->fromSRGB(), fromWorkingToSRGB(working))),
+        loops(pixelLoops(set)) {}
 
   void writeBlock(const PlanarRun& in, int n, uint8_t* dest) const;
-  void writeBytes(const float* light, const float* alpha, const ColorCurve& curve, int n, uint8_t* p) const;
+  void writeBytes(const float* const* light, const float* alpha, bool weighted, int n, uint8_t* p) const;
+  void encodeBytes(const float* light, const float* alpha, const ColorCurve& curve, int n,
+                   int32_t* codes) const;
   void writeEncoded(const float* light, const float* alpha, const ColorCurve& curve, int n, uint8_t* p) const;
   void writeAlpha(const float* alpha, int n, uint8_t* p) const;
   void store(double value, uint8_t* p) const;
 };
 
 namespace {
-
-bool isOpaque(const float* alpha, int n) {
-  int others = 0;
-  for (int i = 0; i < n; ++i) others += alpha[i] != 1;
-  return others == 0;
-}
 
 // 0..1 to the nearest of 0..largest; NaN is 0.
 inline unsigned nearest(double value, double largest) {
@@ -364,16 +396,39 @@ void PixelWriter::State::store(double value, uint8_t* p) const {
 }
 
 // 8-bit codes by threshold, except where they are multiplied by alpha afterwards. No alpha: all is opaque.
-void PixelWriter::State::writeBytes(const float* light, const float* alpha, const ColorCurve& curve, int n,
-                                    uint8_t* p) const {
-  const int64_t step = layout.bytesPerPixel();
-  curve.byteEncoder().encode(light, n, p, step);
+void PixelWriter::State::encodeBytes(const float* light, const float* alpha, const ColorCurve& curve, int n,
+                                     int32_t* codes) const {
+  curve.byteEncoder().encode(light, n, codes, loops);
   if (!alpha || !layout.premultiplied()) return;
   const CurveTable& continuous = curve.encoder();
-  for (int i = 0; i < n; ++i, p += step) {
+  for (int i = 0; i < n; ++i) {
     if (alpha[i] == 1 || alpha[i] == 0) continue;
-    *p = static_cast<uint8_t>(nearest(continuous(light[i]) * alpha[i], 255));
+    codes[i] = static_cast<int32_t>(nearest(continuous(light[i]) * alpha[i], 255));
   }
+}
+
+// All components of 8-bit pixels; `weighted`: not all are opaque.
+void PixelWriter::State::writeBytes(const float* const* light, const float* alpha, bool weighted, int n,
+                                    uint8_t* p) const {
+  int32_t codes[4][kBlock];
+  const int32_t* list[4] = {codes[0], codes[1], codes[2], codes[3]};
+  int places[4] = {}, count = 0;
+  for (; count < layout.colorComponents(); ++count) {
+    places[count] = static_cast<int>(offsets.color[static_cast<size_t>(count)]);
+    encodeBytes(light[count], weighted ? alpha : nullptr, space->curve(count), n, codes[count]);
+  }
+  if (offsets.alpha >= 0) {
+    places[count] = static_cast<int>(offsets.alpha);
+    if (layout.hasAlpha() && weighted) {
+      loops.roundBytes(alpha, n, codes[count]);
+    } else {
+      std::fill_n(codes[count], n, 255);
+    }
+    ++count;
+  }
+  if (count == 4) return loops.pack(list, places, n, p);
+  for (int i = 0; i < n; ++i, p += count)
+    for (int k = 0; k < count; ++k) p[places[k]] = static_cast<uint8_t>(codes[k][i]);
 }
 
 void PixelWriter::State::writeEncoded(const float* light, const float* alpha, const ColorCurve& curve, int n,
@@ -390,38 +445,28 @@ void PixelWriter::State::writeEncoded(const float* light, const float* alpha, co
 void PixelWriter::State::writeAlpha(const float* alpha, int n, uint8_t* p) const {
   const int64_t step = layout.bytesPerPixel();
   const bool skipped = !layout.hasAlpha();
-  if (layout.bitsPerComponent == 8) {
-    for (int i = 0; i < n; ++i, p += step) {
-      *p = static_cast<uint8_t>(nearest(skipped ? 1 : alpha[i], 255));
-    }
-    return;
-  }
   for (int i = 0; i < n; ++i, p += step) store(skipped ? 1 : alpha[i], p);
 }
 
 void PixelWriter::State::writeBlock(const PlanarRun& in, int n, uint8_t* dest) const {
   Block straight;
-  const bool weighted = layout.hasAlpha() && !isOpaque(in.a, n);
-  if (weighted) {
-    divideByAlpha(n, in, straight.run());
-  } else {
+  const bool weighted = layout.hasAlpha() && !allOpaque(in.a, n);
+  const float* channels[3] = {in.r, in.g, in.b};
+  if (weighted) divideByAlpha(n, in, straight.run(), loops);
+  if (!weighted && !fromWorking.identity)
     std::copy_n(in.r, n, straight.r), std::copy_n(in.g, n, straight.g), std::copy_n(in.b, n, straight.b);
-  }
+  if (weighted || !fromWorking.identity)
+    channels[0] = straight.r, channels[1] = straight.g, channels[2] = straight.b;
   fromWorking.apply(n, straight.r, straight.g, straight.b);
-  const float* channels[3] = {straight.r, straight.g, straight.b};
-  for (int k = 0; k < layout.colorComponents(); ++k) {
-    uint8_t* p = dest + offsets.color[static_cast<size_t>(k)];
-    if (layout.bitsPerComponent == 8) {
-      writeBytes(channels[k], weighted ? in.a : nullptr, space->curve(k), n, p);
-    } else {
-      writeEncoded(channels[k], in.a, space->curve(k), n, p);
-    }
-  }
+  if (layout.bitsPerComponent == 8) return writeBytes(channels, in.a, weighted, n, dest);
+  for (int k = 0; k < layout.colorComponents(); ++k)
+    writeEncoded(channels[k], in.a, space->curve(k), n, dest + offsets.color[static_cast<size_t>(k)]);
   if (offsets.alpha >= 0) writeAlpha(in.a, n, dest + offsets.alpha);
 }
 
-PixelWriter::PixelWriter(const PixelLayout& layout, ColorSpacePtr space, const ColorSpacePtr& working)
-    : state_(std::make_unique<const State>(layout, std::move(space), working)) {
+PixelWriter::PixelWriter(const PixelLayout& layout, ColorSpacePtr space, const ColorSpacePtr& working,
+                         InstructionSet set)
+    : state_(std::make_unique<const State>(layout, std::move(space), working, set)) {
   assert(state_->layout.colorComponents() == 0 ||
          state_->layout.colorComponents() == state_->space->componentCount());
 }

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "platform/bitmap.h"
+#include "platform/instruction_set.h"
 
 namespace vello {
 
@@ -21,7 +22,8 @@ class PixelReader {
  public:
   // A null working space is linear sRGB; another must be a matrix RGB space, of which only the primaries
   // count.
-  explicit PixelReader(Bitmap bitmap, const ColorSpacePtr& working = nullptr);
+  explicit PixelReader(Bitmap bitmap, const ColorSpacePtr& working = nullptr,
+                       InstructionSet set = bestInstructionSet());
   ~PixelReader();
   const Bitmap& bitmap() const;
   // Pixels [x, x + n) of a row (0 is the top) as premultiplied linear colour. The range must lie inside the
@@ -44,7 +46,8 @@ class PixelWriter {
  public:
   // `layout` gives depth, alpha kind and order of the rows written; `space` must be a matrix space (grey or
   // RGB).
-  PixelWriter(const PixelLayout& layout, ColorSpacePtr space, const ColorSpacePtr& working = nullptr);
+  PixelWriter(const PixelLayout& layout, ColorSpacePtr space, const ColorSpacePtr& working = nullptr,
+              InstructionSet set = bestInstructionSet());
   ~PixelWriter();
   // Unpremultiply, encode, and for premultiplied layouts multiply by alpha again; clamp to 0..1 and round to
   // nearest (float layouts are not clamped). NaN becomes 0. Layouts without alpha get the premultiplied (over

@@ -4,7 +4,7 @@
 
 #include "engine/filters/kernel.h"
 #include "engine/filters/values.h"
-#include "engine/math/instruction_set.h"
+#include "platform/instruction_set.h"
 
 namespace vello {
 

@@ -220,7 +220,7 @@ const TexelSource* Builder::sourceOf(const NodePtr& node, CGAffineTransform& toT
     if (bitmap.empty()) return nullptr;
   }
   auto& source = program_.sources[bitmap.serial()];
-  if (!source) source = std::make_unique<TexelSource>(bitmap, options_.working);
+  if (!source) source = std::make_unique<TexelSource>(bitmap, options_.working, options_.set);
   return source.get();
 }
 

@@ -68,6 +68,7 @@ struct ProgramOptions {
   const double* workingMatrix = nullptr;  // linear sRGB to its primaries; null: the identity
   // Renders the root of a program whole: how tables, reductions and foreign frames get their pixels.
   std::function<std::string(const Program&, const IndexRect&, Buffer&)> renderWhole;
+  InstructionSet set = InstructionSet::baseline;  // that texels are read with
   bool direct = false;  // every separable kernel as its plain sum: what the reference is computed from
   int depth = 0;        // of programs within programs
 };

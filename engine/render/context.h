@@ -7,8 +7,8 @@
 #include <string>
 
 #include "engine/image/image.h"
-#include "engine/math/instruction_set.h"
 #include "platform/bitmap.h"
+#include "platform/instruction_set.h"
 
 namespace vello {
 

@@ -55,6 +55,7 @@ ProgramOptions RenderJob::programOptions() {
   ProgramOptions o;
   o.working = working_;
   o.workingMatrix = working_ ? working_->fromSRGB().data() : nullptr;
+  o.set = set_;
   o.direct = options_.reference;
   o.renderWhole = [this](const Program& program, const IndexRect& rect, Buffer& out) {
     return whole(program, rect, out);
@@ -70,7 +71,7 @@ std::string RenderJob::run(const PixelLayout& layout, const ColorSpacePtr& space
   const FloatingPointMode mode;
   Program program;
   if (std::string error = build(program); !error.empty()) return error;
-  const PixelWriter writer(layout, space, working_);
+  const PixelWriter writer(layout, space, working_, set_);
   return runTiles(program, frame_, true, [&](int64_t j, int64_t i, int n, const Run& run) {
     uint8_t* row =
         pixels + (frame_.y1 - 1 - j) * layout.bytesPerRow + (i - frame_.x0) * layout.bytesPerPixel();

@@ -188,10 +188,10 @@ KERNEL void gridTapsLoop(const double* u, const double* v, const GridFrame& fram
   const double stride = static_cast<double>(f.stride);
   VELLO_INDEPENDENT_LOOP
   for (int k = 0; k < n; ++k) {
-    const bool within = u[k] > f.lowU && u[k] < f.highU && v[k] > f.lowV && v[k] < f.highV;
+    const bool within = (u[k] > f.lowU) & (u[k] < f.highU) & (v[k] > f.lowV) & (v[k] < f.highV);
     const double pu = limited(u[k], f.lowU, f.highU), pv = limited(v[k], f.lowV, f.highV);
     const double fu = floorOf(pu), fv = floorOf(pv);
-    const bool reads = within || !f.open;
+    const bool reads = within | !f.open;
     to.s[k] = static_cast<float>(pu - fu);
     to.t[k] = static_cast<float>(pv - fv);
     to.inside[k] = reads ? 1.0f : 0.0f;

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "engine/math/instruction_set.h"
+#include "platform/instruction_set.h"
 
 namespace vello {
 

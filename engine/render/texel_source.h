@@ -11,7 +11,8 @@ namespace vello {
 // Safe to share between threads.
 class TexelSource {
  public:
-  TexelSource(const Bitmap& bitmap, const ColorSpacePtr& working) : reader_(bitmap, working) {}
+  TexelSource(const Bitmap& bitmap, const ColorSpacePtr& working, InstructionSet set)
+      : reader_(bitmap, working, set) {}
 
   int64_t width(int level) const { return levelSize(reader_.bitmap().width(), level); }
   int64_t height(int level) const { return levelSize(reader_.bitmap().height(), level); }

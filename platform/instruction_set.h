@@ -16,9 +16,10 @@ inline constexpr int kInstructionSets = 3;
 // the functions that loops call.
 #define VELLO_V3 __attribute__((target("avx2,bmi,bmi2,f16c,lzcnt,movbe,popcnt")))
 #if defined(__clang__)
-#define VELLO_V4                                                                                    \
-  __attribute__((target("avx2,bmi,bmi2,f16c,lzcnt,movbe,popcnt,avx512f,avx512bw,avx512cd,avx512dq," \
-                        "avx512vl")))
+#define VELLO_V4                                                                         \
+  __attribute__((                                                                        \
+      target("avx2,bmi,bmi2,f16c,lzcnt,movbe,popcnt,avx512f,avx512bw,avx512cd,avx512dq," \
+             "avx512vl")))
 #else
 #define VELLO_V4                                                                                  \
   __attribute__((                                                                                 \

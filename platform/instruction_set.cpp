@@ -1,4 +1,4 @@
-#include "engine/math/instruction_set.h"
+#include "platform/instruction_set.h"
 
 namespace vello {
 

@@ -1,0 +1,176 @@
+#include "platform/pixel_loops.h"
+
+#include <bit>
+
+#define LOOP inline __attribute__((always_inline))
+#if defined(__clang__)
+#define INDEPENDENT _Pragma("clang loop vectorize(assume_safety)")
+#else
+#define INDEPENDENT _Pragma("GCC ivdep")
+#endif
+
+namespace vello {
+namespace {
+
+// Four bytes anywhere in memory.
+typedef uint32_t Word __attribute__((aligned(1), may_alias));
+
+// Vector gathers are slow where the processor guards against leaking what they read ("Gather Data Sampling",
+// Intel advisory 00828), so tables are read one by one. The empty instruction keeps compilers from gathering.
+LOOP void fetchAll(const int32_t* table, int n, int32_t* indices) {
+  for (int i = 0; i < n; ++i) {
+    int32_t value = table[indices[i]];
+    asm("" : "+r"(value));
+    indices[i] = value;
+  }
+}
+
+constexpr int kBlock = 256;
+
+LOOP void encodeBytesLoop(const float* light, const ByteCodes& codes, int n, int32_t* result) {
+  const ByteCodes c = codes;
+  const int32_t first = c.low >> 16;
+  int32_t kept[kBlock];
+  INDEPENDENT
+  for (int i = 0; i < n; ++i) {
+    const float x = light[i] == light[i] ? light[i] : 0.0f;
+    const int32_t bits = std::bit_cast<int32_t>(x);
+    const int32_t raised = bits > c.low ? bits : c.low;
+    kept[i] = raised < c.high ? raised : c.high;
+    result[i] = (kept[i] >> 16) - first;
+  }
+  fetchAll(c.entries, n, result);
+  INDEPENDENT
+  for (int i = 0; i < n; ++i)
+    result[i] = (result[i] >> 17) + ((kept[i] & 0xffff) >= (result[i] & 0x1ffff) ? 1 : 0);
+}
+
+LOOP void roundBytesLoop(const float* values, int n, int32_t* result) {
+  INDEPENDENT
+  for (int i = 0; i < n; ++i) {
+    // In double, where adding a half is exact.
+    const double scaled = static_cast<double>(values[i]) * 255.0;
+    const double raised = scaled > 0 ? scaled : 0.0, kept = raised < 255.0 ? raised : 255.0;
+    result[i] = static_cast<int32_t>(kept + 0.5);
+  }
+}
+
+LOOP void packLoop(const int32_t* const* codes, const int* places, int n, uint8_t* pixels) {
+  const int32_t *const a = codes[0], *const b = codes[1], *const c = codes[2], *const d = codes[3];
+  const int sa = 8 * places[0], sb = 8 * places[1], sc = 8 * places[2], sd = 8 * places[3];
+  Word* const words = reinterpret_cast<Word*>(pixels);
+  INDEPENDENT
+  for (int i = 0; i < n; ++i)
+    words[i] = static_cast<uint32_t>(a[i]) << sa | static_cast<uint32_t>(b[i]) << sb |
+               static_cast<uint32_t>(c[i]) << sc | static_cast<uint32_t>(d[i]) << sd;
+}
+
+LOOP void lookUpLoop(const uint8_t* pixels, const int* places, const float* const* tables, int n,
+                     float* const* results) {
+  const Word* const words = reinterpret_cast<const Word*>(pixels);
+  const int sa = 8 * places[0], sb = 8 * places[1], sc = 8 * places[2];
+  const float *const ta = tables[0], *const tb = tables[1], *const tc = tables[2];
+  float *const a = results[0], *const b = results[1], *const c = results[2];
+  for (int i = 0; i < n; ++i) {
+    uint32_t word = words[i];
+    asm("" : "+r"(word));
+    a[i] = ta[word >> sa & 255];
+    b[i] = tb[word >> sb & 255];
+    c[i] = tc[word >> sc & 255];
+  }
+}
+
+LOOP void fractionsLoop(const uint8_t* pixels, int place, int n, float* result) {
+  const Word* const words = reinterpret_cast<const Word*>(pixels);
+  const int shift = 8 * place;
+  INDEPENDENT
+  for (int i = 0; i < n; ++i)
+    result[i] = static_cast<float>(static_cast<int32_t>(words[i] >> shift & 255)) / 255.0f;
+}
+
+LOOP bool decodeLoop(const LightTable& table, const float* values, float* light, int n) {
+  const float* const pairs = table.pairs;
+  float beyond[kBlock], rise[kBlock];
+  int32_t indices[kBlock];
+  int outside = 0;
+  INDEPENDENT
+  for (int i = 0; i < n; ++i) {
+    const float v = values[i];
+    outside |= !(v >= 0.0f) | !(v <= 1.0f);
+    const float raised = v > 0.0f ? v : 0.0f, kept = raised < 1.0f ? raised : 1.0f;
+    const float place = kept * LightTable::kIntervals;
+    indices[i] = static_cast<int>(place);
+    beyond[i] = place - static_cast<float>(indices[i]);
+  }
+  for (int i = 0; i < n; ++i) {
+    const float* pair = pairs + 2 * indices[i];
+    asm("" : "+r"(pair));
+    light[i] = pair[0];
+    rise[i] = pair[1];
+  }
+  INDEPENDENT
+  for (int i = 0; i < n; ++i) light[i] += rise[i] * beyond[i];
+  return outside == 0;
+}
+
+LOOP void divideLoop(const float* c, const float* a, float* result, int n) {
+  INDEPENDENT
+  for (int i = 0; i < n; ++i) result[i] = c[i] / (a[i] == 0.0f ? 1.0f : a[i]);
+}
+
+LOOP void multiplyLoop(float* c, const float* by, int n) {
+  INDEPENDENT
+  for (int i = 0; i < n; ++i) c[i] *= by[i];
+}
+
+#define PIXEL_LOOPS(target)                                                                              \
+  target static void encodeBytes(const float* light, const ByteCodes& codes, int n, int32_t* result) {   \
+    encodeBytesLoop(light, codes, n, result);                                                            \
+  }                                                                                                      \
+  target static void roundBytes(const float* values, int n, int32_t* result) {                           \
+    roundBytesLoop(values, n, result);                                                                   \
+  }                                                                                                      \
+  target static void pack(const int32_t* const* codes, const int* places, int n, uint8_t* pixels) {      \
+    packLoop(codes, places, n, pixels);                                                                  \
+  }                                                                                                      \
+  target static void lookUp(const uint8_t* pixels, const int* places, const float* const* tables, int n, \
+                            float* const* results) {                                                     \
+    lookUpLoop(pixels, places, tables, n, results);                                                      \
+  }                                                                                                      \
+  target static void fractions(const uint8_t* pixels, int place, int n, float* result) {                 \
+    fractionsLoop(pixels, place, n, result);                                                             \
+  }                                                                                                      \
+  target static bool decode(const LightTable& table, const float* values, float* light, int n) {         \
+    return decodeLoop(table, values, light, n);                                                          \
+  }                                                                                                      \
+  target static void divideByAlpha(const float* c, const float* a, float* result, int n) {               \
+    divideLoop(c, a, result, n);                                                                         \
+  }                                                                                                      \
+  target static void multiply(float* c, const float* by, int n) { multiplyLoop(c, by, n); }              \
+  constexpr PixelLoops kLoops{encodeBytes, roundBytes, pack,          lookUp,                            \
+                              fractions,   decode,     divideByAlpha, multiply};
+
+namespace baseline {
+PIXEL_LOOPS()
+}
+namespace v3 {
+PIXEL_LOOPS(VELLO_V3)
+}
+namespace v4 {
+PIXEL_LOOPS(VELLO_V4)
+}
+
+}  // namespace
+
+const PixelLoops& pixelLoops(InstructionSet set) {
+  switch (set) {
+    case InstructionSet::v3:
+      return v3::kLoops;
+    case InstructionSet::v4:
+      return v4::kLoops;
+    default:
+      return baseline::kLoops;
+  }
+}
+
+}  // namespace vello
