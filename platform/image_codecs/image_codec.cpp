@@ -51,9 +51,17 @@ RowPacker::RowPacker(const PixelLayout& layout, bool bigEndian) : layout_(layout
   if (layout.hasAlpha()) offsets_.push_back(places.alpha);
   constexpr bool kLittle = std::endian::native == std::endian::little;
   swap_ = layout.littleEndian == (bigEndian || !kLittle);
+  asTheyAre_ = components() == layout.componentsPerPixel && !(bits() == 16 && swap_);
+  for (size_t i = 0; i < offsets_.size(); ++i) {
+    asTheyAre_ = asTheyAre_ && offsets_[i] == static_cast<int64_t>(i) * bits() / 8;
+  }
 }
 
 void RowPacker::pack(const uint8_t* row, uint8_t* to) const {
+  if (asTheyAre_) {
+    std::memcpy(to, row, static_cast<size_t>(rowBytes()));
+    return;
+  }
   const int64_t step = layout_.bytesPerPixel();
   const bool wide = bits() == 16;
   for (int64_t x = 0; x < layout_.width; ++x, row += step) {
