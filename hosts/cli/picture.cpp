@@ -22,28 +22,6 @@ CIImage overWhite(const CIImage& image) {
   return over->outputImage();
 }
 
-PixelLayout layoutFor(const PictureRequest& request) {
-  PixelLayout layout;
-  layout.width = static_cast<int64_t>(request.rect.size.width);
-  layout.height = static_cast<int64_t>(request.rect.size.height);
-  layout.bitsPerComponent = request.depth;
-  layout.componentsPerPixel = canHoldAlpha(request.format) ? 4 : 3;
-  layout.alpha = !canHoldAlpha(request.format) ? AlphaInfo::none
-                 : request.premultiplied       ? AlphaInfo::premultipliedLast
-                                               : AlphaInfo::last;
-  layout.littleEndian = request.depth == 16;
-  layout.bytesPerRow = layout.bytesPerPixel() * layout.width;
-  return layout;
-}
-
-// What the machine cannot hold is refused before the system is driven into swapping.
-std::string sizeProblem(const PixelLayout& layout) {
-  const int64_t memory = int64_t{sysconf(_SC_PHYS_PAGES)} * sysconf(_SC_PAGESIZE);
-  if (layout.bytesPerRow <= memory / 2 / layout.height) return "";
-  return "a picture of " + std::to_string(layout.width) + " x " + std::to_string(layout.height) +
-         " pixels is too large for this machine's memory";
-}
-
 bool isOpaque(const std::vector<uint8_t>& pixels, const PixelLayout& layout) {
   const auto pixelBytes = static_cast<size_t>(layout.bytesPerPixel());
   const size_t alphaBytes = pixelBytes / 4;
@@ -67,17 +45,43 @@ void dropAlpha(std::vector<uint8_t>& pixels, PixelLayout& layout) {
 
 }  // namespace
 
+PixelLayout layoutFor(const PictureRequest& request) {
+  PixelLayout layout;
+  layout.width = static_cast<int64_t>(request.rect.size.width);
+  layout.height = static_cast<int64_t>(request.rect.size.height);
+  layout.bitsPerComponent = request.depth;
+  layout.componentsPerPixel = canHoldAlpha(request.format) ? 4 : 3;
+  layout.alpha = !canHoldAlpha(request.format) ? AlphaInfo::none
+                 : request.premultiplied       ? AlphaInfo::premultipliedLast
+                                               : AlphaInfo::last;
+  layout.littleEndian = request.depth == 16;
+  layout.bytesPerRow = layout.bytesPerPixel() * layout.width;
+  return layout;
+}
+
+RenderRequest renderRequestFor(const PictureRequest& request) {
+  RenderRequest render;
+  render.image = canHoldAlpha(request.format) ? request.image : overWhite(request.image);
+  render.rect = request.rect;
+  render.progress = request.progress;
+  return render;
+}
+
+std::string sizeProblem(const PixelLayout& layout) {
+  const int64_t memory = int64_t{sysconf(_SC_PHYS_PAGES)} * sysconf(_SC_PAGESIZE);
+  if (layout.bytesPerRow <= memory / 2 / layout.height) return "";
+  return "a picture of " + std::to_string(layout.width) + " x " + std::to_string(layout.height) +
+         " pixels is too large for this machine's memory";
+}
+
 Picture renderPicture(const PictureRequest& request) {
   PixelLayout layout = layoutFor(request);
   Picture picture;
   picture.error = sizeProblem(layout);
   if (!picture.ok()) return picture;
   std::vector<uint8_t> pixels(static_cast<size_t>(layout.bytesPerRow * layout.height));
-  RenderRequest render;
-  render.image = canHoldAlpha(request.format) ? request.image : overWhite(request.image);
-  render.rect = request.rect;
-  render.progress = request.progress;
-  picture.error = CIContext(request.options).render(render, layout, request.space, pixels.data());
+  picture.error =
+      CIContext(request.options).render(renderRequestFor(request), layout, request.space, pixels.data());
   if (!picture.ok()) return picture;
   if (layout.hasAlpha() && !request.keepAlpha && isOpaque(pixels, layout)) dropAlpha(pixels, layout);
   picture.bitmap = Bitmap(layout, request.space, Data(std::move(pixels)));

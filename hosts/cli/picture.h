@@ -29,6 +29,12 @@ struct Picture {
   bool ok() const { return error.empty(); }
 };
 
+// How the picture is rendered: in a layout that the format can hold, over white where it cannot hold alpha.
+PixelLayout layoutFor(const PictureRequest& request);
+RenderRequest renderRequestFor(const PictureRequest& request);
+// What the machine cannot hold is refused before the system is driven into swapping.
+std::string sizeProblem(const PixelLayout& layout);
+
 // The recipe's pixels in a layout that the format can hold. What cannot have alpha is composited over white.
 Picture renderPicture(const PictureRequest& request);
 

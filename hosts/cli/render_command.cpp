@@ -15,6 +15,7 @@
 #include "hosts/cli/progress.h"
 #include "hosts/cli/render_job.h"
 #include "platform/log.h"
+#include "platform/resources.h"
 #include "source/core/stack/chain_check.h"
 #include "source/core/stack/chain_text.h"
 
@@ -39,8 +40,21 @@ std::string fixedText(double number, int digits) {
   return std::string(buffer, end.ptr);
 }
 
+const char* storageKey(StreamedPicture::Storage storage) {
+  switch (storage) {
+    case StreamedPicture::Storage::rowByRow:
+      return "kKPCommandLine_ReadRowByRow";
+    case StreamedPicture::Storage::inMemory:
+      return "kKPCommandLine_HeldInMemory";
+    case StreamedPicture::Storage::temporaryFile:
+      return "kKPCommandLine_SpooledToTemporaryFile";
+  }
+  return "";
+}
+
 std::string timesText(const RenderReport& report) {
-  return ": " + std::to_string(report.width) + " x " + std::to_string(report.height) + ", decoded in " +
+  return ": " + std::to_string(report.width) + " x " + std::to_string(report.height) + ", " +
+         localizedString(storageKey(report.storage)).value_or("") + ", decoded in " +
          fixedText(report.decodeSeconds, 2) + " s, rendered in " + fixedText(report.renderSeconds, 2) +
          " s, written in " + fixedText(report.writeSeconds, 2) + " s";
 }
@@ -134,6 +148,19 @@ int Batch::run(int jobs) {
   return done_ == tasks_.size() ? kDone : tasks_.size() > 1 ? failure(sum) : kFailed;
 }
 
+// Why a picture cannot be decoded to its end, or nothing.
+std::string damageIn(const std::string& path) {
+  std::string error;
+  const auto picture = StreamedPicture::open(path, {}, &error);
+  if (!picture) return error;
+  constexpr int64_t kRows = 64;
+  for (int64_t row = 0; row < picture->bitmap().height() && error.empty(); row += kRows) {
+    error = picture->provide(row + kRows);
+    picture->release(row);
+  }
+  return error;
+}
+
 // The pictures of a chain that can be read whole; else nothing, and everything in the way is said. They are
 // decoded, as headers alone do not tell of damage.
 std::optional<std::vector<std::string>> picturesOfWholeChain(const std::string& file,
@@ -145,8 +172,8 @@ std::optional<std::vector<std::string>> picturesOfWholeChain(const std::string& 
   const ChainTextResult chain = readChainText(text);
   const std::set<std::string> paths = imagePathsInChain(chain.boxes());
   for (const std::string& path : paths)
-    if (const ImageReadResult read = readImageFile(path); !read.ok()) {
-      failure(file + ": " + read.error);
+    if (const std::string damage = damageIn(path); !damage.empty()) {
+      failure(file + ": " + damage);
       return std::nullopt;
     }
   return std::vector<std::string>(paths.begin(), paths.end());

@@ -1,42 +1,44 @@
 #include "hosts/cli/render_job.h"
 
-#include <chrono>
 #include <exception>
 #include <new>
 
-#include "hosts/cli/picture.h"
+#include "hosts/cli/bands.h"
+#include "hosts/cli/stopwatch.h"
+#include "hosts/cli/streamed_render.h"
 #include "source/core/session/KPImageFilter.h"
 
 namespace vello::cli {
 namespace {
 
-// Seconds since it was made or last asked.
-class Stopwatch {
- public:
-  double lap() {
-    const auto now = Clock::now();
-    const double seconds = std::chrono::duration<double>(now - last_).count();
-    last_ = now;
-    return seconds;
-  }
-
- private:
-  using Clock = std::chrono::steady_clock;
-  Clock::time_point last_ = Clock::now();
+// What is found out only on the way; a render that finds it out is done again.
+struct Way {
+  bool randomAccess = false;  // the recipe reads the source in no order
+  bool keepAlpha = false;     // not every pixel of the result is opaque
 };
 
-PictureRequest requestFor(KPImageFilterWindowController& session, const ImageReadResult& source,
+PictureRequest requestFor(KPImageFilterWindowController& session, const StreamedPicture& source,
                           const RenderTask& task, const RenderSettings& settings) {
   PictureRequest request;
   request.image = session.filterImage();
   request.rect = session.sourceExtent();
   request.format = task.format;
-  request.depth = resultDepth(settings.depth, source.info.bitsPerComponent, task.format);
+  request.depth = resultDepth(settings.depth, source.info().bitsPerComponent, task.format);
   request.space = session.resultColorSpace();
-  request.keepAlpha = source.info.hasAlpha;
-  request.premultiplied = task.format == ImageFormat::tiff && source.bitmap.layout().premultiplied();
+  request.keepAlpha = source.info().hasAlpha;
+  request.premultiplied = task.format == ImageFormat::tiff && source.bitmap().layout().premultiplied();
   request.options = KPImageFilterWindowController::contextOptions();
   return request;
+}
+
+ImageWriteOptions optionsFor(const StreamedPicture& source, const RenderTask& task,
+                             const RenderSettings& settings) {
+  ImageWriteOptions options;
+  options.format = task.format;
+  options.jpegQuality = settings.quality;
+  options.metadata = source.metadata();
+  if (settings.dpi) options.metadata.dpiX = options.metadata.dpiY = settings.dpi;
+  return options;
 }
 
 void reportFailures(const KPFilterStack& stack, const RenderTask& task, RenderReport& report) {
@@ -45,49 +47,69 @@ void reportFailures(const KPFilterStack& stack, const RenderTask& task, RenderRe
                             failure.filterName + ", was left out: " + failure.reason);
 }
 
-void writeResult(const Picture& picture, const ImageReadResult& source, const RenderTask& task,
-                 const RenderSettings& settings, RenderReport& report) {
-  ImageWriteOptions options;
-  options.format = task.format;
-  options.jpegQuality = settings.quality;
-  options.metadata = source.metadata;
-  if (settings.dpi) options.metadata.dpiX = options.metadata.dpiY = settings.dpi;
-  if (const auto problem = writeImageFile(task.output, picture.bitmap, options))
-    report.errors.push_back(*problem);
-  else
-    report.written = true;
-}
-
-void noteColorSpace(const ImageReadResult& source, const RenderTask& task, RenderReport& report) {
-  const ColorSpacePtr& space = source.bitmap.space();
-  if (space && resultSpace(source.bitmap) != space)
+void noteColorSpace(const Bitmap& source, const RenderTask& task, RenderReport& report) {
+  const ColorSpacePtr& space = source.space();
+  if (space && resultSpace(source) != space)
     report.warnings.push_back(task.input + ": no result can be in its colour space (" + space->name() +
                               "): it is sRGB");
 }
 
-void render(const RenderTask& task, const RenderSettings& settings,
-            const std::function<bool(double)>& progress, RenderReport& report) {
-  Stopwatch watch;
-  const ImageReadResult source = readImageFile(task.input);
-  report.decodeSeconds = watch.lap();
-  report.warnings = source.warnings;
-  if (!source.ok()) return report.errors.push_back(source.error);
-  report.width = source.bitmap.width();
-  report.height = source.bitmap.height();
-  noteColorSpace(source, task, report);
+// Names the input where nothing else is named.
+std::string named(const std::string& error, const RenderTask& task) {
+  const bool known = error.rfind(task.input, 0) == 0 || error.rfind(task.output, 0) == 0;
+  return known ? error : task.input + ": " + error;
+}
 
-  const auto session = KPImageFilter::imageFilterWithCGImage({source.bitmap, 0});
+void addResult(const StreamedResult& result, const StreamedPicture& source, const RenderTask& task,
+               RenderReport& report) {
+  report.warnings.insert(report.warnings.end(), source.warnings().begin(), source.warnings().end());
+  report.warnings.insert(report.warnings.end(), result.warnings.begin(), result.warnings.end());
+  report.decodeSeconds += result.decodeSeconds;
+  report.writeSeconds += result.writeSeconds;
+  report.written = result.ok();
+  if (!result.ok()) report.errors.push_back(named(result.error, task));
+}
+
+// False when it is to be done again in a `way` that was changed.
+bool renderIn(Way& way, const RenderTask& task, const RenderSettings& settings,
+              const std::function<bool(double)>& progress, RenderReport& report) {
+  std::string error;
+  std::unique_ptr<StreamedPicture> source;
+  {
+    const SecondsSpent spent(report.decodeSeconds);
+    source = StreamedPicture::open(task.input, {.randomAccess = way.randomAccess}, &error);
+  }
+  if (!source) return report.errors.push_back(error), true;
+  report.width = source->bitmap().width();
+  report.height = source->bitmap().height();
+  report.storage = source->storage();
+  noteColorSpace(source->bitmap(), task, report);
+
+  const auto session = KPImageFilter::imageFilterWithCGImage({source->bitmap(), 0});
   KPImageFilterWindowController& controller = session->windowController();
   if (!controller.applyFilterChain(settings.chain))
-    return report.errors.push_back(task.input + ": the chain could not be applied");
-  PictureRequest request = requestFor(controller, source, task, settings);
-  request.progress = progress;
+    return report.errors.push_back(task.input + ": the chain could not be applied"), true;
+  PictureRequest picture = requestFor(controller, *source, task, settings);
+  picture.keepAlpha |= way.keepAlpha;
+  picture.progress = progress;
+  if (!way.randomAccess && !readsInBands(renderRequestFor(picture), source->bitmap()))
+    return way.randomAccess = true, false;
+  const StreamedResult result =
+      renderToFile({picture, *source, task.output, optionsFor(*source, task, settings)});
+  if (result.needsAlpha) return way.keepAlpha = true, false;
   reportFailures(controller.filterStack(), task, report);
-  const Picture picture = renderPicture(request);
-  report.renderSeconds = watch.lap();
-  if (!picture.ok()) return report.errors.push_back(task.input + ": " + picture.error);
-  writeResult(picture, source, task, settings, report);
-  report.writeSeconds = watch.lap();
+  addResult(result, *source, task, report);
+  return true;
+}
+
+void render(const RenderTask& task, const RenderSettings& settings,
+            const std::function<bool(double)>& progress, RenderReport& report) {
+  double seconds = 0;
+  {
+    const SecondsSpent spent(seconds);
+    for (Way way; !renderIn(way, task, settings, progress, report);) report = {};
+  }
+  report.renderSeconds = seconds - report.decodeSeconds - report.writeSeconds;
 }
 
 }  // namespace

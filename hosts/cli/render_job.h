@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "hosts/cli/render_plan.h"
+#include "platform/streamed_picture.h"
 
 namespace vello::cli {
 
@@ -21,6 +22,7 @@ struct RenderReport {
   std::vector<std::string> errors;    // not empty: the task failed, though a picture may be written
   std::vector<std::string> warnings;  // what was done otherwise than one might think
   int64_t width = 0, height = 0;
+  StreamedPicture::Storage storage = StreamedPicture::Storage::inMemory;  // of the source
   double decodeSeconds = 0, renderSeconds = 0, writeSeconds = 0;
   bool written = false;
 };

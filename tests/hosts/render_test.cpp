@@ -111,6 +111,17 @@ TEST_F(Render, MetadataIsCarriedOver) {
   }
 }
 
+TEST_F(Render, TellsHowTheSourceWasKeptAndWhatWasLeftOut) {
+  ImageMetadata metadata;
+  metadata.xmp.assign(70000, ' ');
+  writePicture(folder / "a.png", noise({}), metadata);
+  const Ended ended =
+      render({folder / "a.png", "--chain", folder / "brighter.chain", "-o", folder / "o.jpg", "--verbose"});
+  EXPECT_EQ(ended.status, 0);
+  EXPECT_THAT(ended.errors, ::testing::ContainsRegex("24 x 16, [^,]+, decoded in "));
+  EXPECT_THAT(ended.errors, HasSubstr("warning: " + (folder / "o.jpg") + ": the XMP block is too long"));
+}
+
 TEST_F(Render, OneBadFileNeverStopsTheRest) {
   const std::string names[] = {"a.png", "cut.png", "empty.tif", "none.png", "text.jpg", "z.tif"};
   for (const char* good : {"a.png", "z.tif", "cut.png"}) writePicture(folder / good, noise({}));

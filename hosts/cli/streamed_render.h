@@ -1,0 +1,31 @@
+// A picture file through a recipe into another file, a band of rows at a time: what is in memory does not
+// grow with the picture where neither the formats nor the recipe need it whole.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "hosts/cli/picture.h"
+#include "platform/streamed_picture.h"
+
+namespace vello::cli {
+
+struct StreamedRequest {
+  PictureRequest picture;   // without keepAlpha the file has no alpha
+  StreamedPicture& source;  // the picture's recipe reads its bitmap
+  std::string output;
+  ImageWriteOptions options;
+};
+
+struct StreamedResult {
+  std::string error;        // empty on success, else the file is not there
+  bool needsAlpha = false;  // not every pixel is opaque: to be done again with keepAlpha, as the error says
+  std::vector<std::string> warnings;
+  double decodeSeconds = 0, writeSeconds = 0;
+  bool ok() const { return error.empty(); }
+};
+
+// Blocks. Errors of the source and the output name their file, those of the rendering do not.
+StreamedResult renderToFile(const StreamedRequest& request);
+
+}  // namespace vello::cli
