@@ -8,10 +8,16 @@
 #include <vector>
 
 #include "platform/geometry.h"
+#include "source/screen/KPCursor.h"
 
 namespace vello {
 
 class KPWindow;
+
+struct KPCursorRect {
+  CGRect rect;  // in the coordinates of the view that has it
+  KPCursor cursor;
+};
 
 class KPView {
  public:
@@ -54,6 +60,10 @@ class KPView {
 
   // The frontmost view at `point` (superview's coordinates) that takes the mouse, or nullptr.
   virtual KPView* hitTest(CGPoint point);
+  // Where the mouse changes its cursor; a later one lies above the former.
+  void addCursorRect(const CGRect& rect, KPCursor cursor) { fCursorRects.push_back({rect, cursor}); }
+  void discardCursorRects() { fCursorRects.clear(); }
+  const std::vector<KPCursorRect>& cursorRects() const { return fCursorRects; }
   // Asks the enclosing views to scroll until `rect` shows; those that scroll override it.
   virtual void scrollRectToVisible(const CGRect& rect);
 
@@ -67,6 +77,7 @@ class KPView {
   CGPoint fBoundsOrigin;
   KPView* fSuperview = nullptr;
   std::vector<KPView*> fSubviews;
+  std::vector<KPCursorRect> fCursorRects;
   KPWindow* fWindow = nullptr;  // of a window's content view only; KPWindow sets it
   bool fHidden = false;
   bool fNeedsDisplay = true;
