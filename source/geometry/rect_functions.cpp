@@ -1,6 +1,7 @@
 #include "source/geometry/rect_functions.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace vello {
 
@@ -11,6 +12,16 @@ CGPoint ConstrainToRect(const CGPoint& point, const CGRect& rect) {
 
 CGPoint RectCenterPoint(const CGRect& rect) {
   return {rect.origin.x + 0.5 * rect.size.width, rect.origin.y + 0.5 * rect.size.height};
+}
+
+CGRect RectSpannedBy(const CGPoint& a, const CGPoint& b) {
+  return {{std::min(a.x, b.x), std::min(a.y, b.y)}, {std::fabs(a.x - b.x), std::fabs(a.y - b.y)}};
+}
+
+bool IsFinite(const CGPoint& point) { return std::isfinite(point.x) && std::isfinite(point.y); }
+
+bool IsFinite(const CGRect& rect) {
+  return IsFinite(rect.origin) && std::isfinite(rect.size.width) && std::isfinite(rect.size.height);
 }
 
 CGAffineTransform NSRectToNSRectTransform(const CGRect& from, const CGRect& to) {
