@@ -1,49 +1,30 @@
 // Chains from anywhere: no crash, no hang, little memory, and what the documentation says of each kind.
 #include "tests/capi/hostile_chains.h"
 
-#include <spawn.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-
 #include <algorithm>
-#include <chrono>
 #include <sstream>
 
 #include "tests/capi/support.h"
-
-extern char** environ;
+#include "tests/child_process.h"
 
 namespace capi_test {
 namespace {
 
 // Sanitizers keep freed memory and shadows of all of it.
-constexpr long kMostKilobytes = (sizeof VELLO_SANITIZE > 1 ? 4 : 1) * 200 * 1024;
+constexpr long kMostKilobytes = (vello::testing::kSanitized ? 4 : 1) * 200 * 1024;
 
-struct Finished {
-  int status = -1;
-  long kilobytes = 0;
-  double seconds = 0;
+struct Finished : vello::testing::ChildResult {
   std::string word;  // as chain_runner says it
   size_t lines = 0;
-  std::string output;
 };
 
 // Renders the chain in a process of its own.
 Finished runChain(const TemporaryFolder& folder, const std::string& chain) {
-  const std::string file = folder.write("chain", chain), out = folder.file("out");
-  const std::string command = "exec " VELLO_CHAIN_RUNNER " " + file + " > " + out + " 2>&1";
-  const char* arguments[] = {"sh", "-c", command.c_str(), nullptr};
-  const auto start = std::chrono::steady_clock::now();
-  pid_t child = 0;
-  Finished result;
-  if (posix_spawn(&child, "/bin/sh", nullptr, nullptr, const_cast<char**>(arguments), environ) != 0)
-    return result;
-  rusage usage{};
-  wait4(child, &result.status, 0, &usage);
-  result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  result.kilobytes = usage.ru_maxrss;
-  std::ifstream stream(out);
-  result.output.assign(std::istreambuf_iterator<char>(stream), {});
+  const std::string file = folder.write("chain", chain);
+  Finished result{vello::testing::runInChild({}, [&file] {
+    execl(VELLO_CHAIN_RUNNER, VELLO_CHAIN_RUNNER, file.c_str(), nullptr);
+    return 127;
+  })};
   std::istringstream(result.output) >> result.word >> result.lines;
   return result;
 }
