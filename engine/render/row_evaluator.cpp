@@ -59,7 +59,7 @@ struct RowEvaluator::Workspace {
   int64_t reach = 0;
   std::vector<std::vector<Kept*>> read;  // by pass and reader: what it reads, or null where that is empty
   std::vector<std::vector<size_t>> readerIndex;
-  float x[kRunLength];
+  float x[kRunLength] = {};  // also what a kernel that reads no place is given
   GridRun places;
   int32_t offsets[kRunLength];
   float s[kRunLength], t[kRunLength], inside[kRunLength];
@@ -510,7 +510,7 @@ void RowEvaluator::coloured(const RunOp& op, const Step& step, int64_t j, int64_
   Run in[kMostImages];
   for (size_t k = 0; k < step.inputs.size(); ++k)
     in[k] = op.inputs[k] >= 0 ? work_->current[static_cast<size_t>(op.inputs[k])] : work_->transparent();
-  const Places places = step.ops->place ? placesOf(step, j, i, n, work_->x, loops_) : Places{};
+  const Places places = step.ops->place ? placesOf(step, j, i, n, work_->x, loops_) : Places{work_->x, 0, 0};
   step.ops->loops[static_cast<int>(set_)].run(step.kernel.get(), in, places, out, n);
 }
 
