@@ -73,6 +73,8 @@ struct Nasty {
   double pitch = 1;
 };
 
+void PrintTo(const Nasty& nasty, std::ostream* out) { *out << nasty.name; }
+
 const Nasty kNasty[] = {
     {"plain", [] { return lighter(photo()); }, true},
     {"gaussian_1e5", [] { return blurred(photo(), 1e5); }},
