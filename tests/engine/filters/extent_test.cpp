@@ -35,6 +35,7 @@ const Row kRows[] = {
     {"gradients_are_everywhere", "CIRadialGradient", {}, kInfiniteExtent},
     {"gaussian_grows_three_sigma", "CIGaussianBlur", {{"inputRadius", 8.0}}, {{-24, -24}, {88, 78}}},
     {"box_grows_half_its_width", "CIBoxBlur", {{"inputRadius", 40.0}}, {{-19, -19}, {78, 68}}},
+    {"median_keeps_it", "CIMedianFilter", {}, {{0, 0}, {40, 30}}},
     {"motion_grows_along_its_angle",
      "CIMotionBlur",
      {{"inputRadius", 5.0}, {"inputAngle", 0.0}},

@@ -2,6 +2,7 @@
 // 1 and with every kind of alpha.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 
 #include "engine/catalogue/filter.h"
@@ -315,6 +316,18 @@ const Row kRows[] = {
      "CIBoxBlur",
      {{"inputRadius", 8.0}},
      [](int x, int y) { return convolved(x, y, std::vector<double>(7, 1.0 / 7)); }},
+    {"median",
+     "CIMedianFilter",
+     {},
+     [](int x, int y) {
+       const auto middle = [&](double Color::*channel) {
+         double nine[9];
+         for (int k = 0; k < 9; ++k) nine[k] = one().at(x + k % 3 - 1, y + k / 3 - 1).*channel;
+         std::nth_element(nine, nine + 4, nine + 9);
+         return nine[4];
+       };
+       return Color{middle(&Color::r), middle(&Color::g), middle(&Color::b), middle(&Color::a)};
+     }},
     {"motion_blur",
      "CIMotionBlur",
      {{"inputRadius", 3.0}, {"inputAngle", M_PI / 2}},
