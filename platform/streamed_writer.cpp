@@ -83,7 +83,7 @@ std::string StreamedPictureWriter::create() {
 const std::string& StreamedPictureWriter::write(int64_t firstRow, int64_t rowCount, const uint8_t* bytes,
                                                 int64_t bytesPerRow) {
   return attempt([&]() -> std::string {
-    if (firstRow != rowsWritten_ || rowCount > layout_.height - rowsWritten_) {
+    if (!encoder_ || firstRow != rowsWritten_ || rowCount > layout_.height - rowsWritten_) {
       return "its rows do not come in their order";
     }
     for (int64_t y = 0; y < rowCount; ++y, ++rowsWritten_) {
@@ -94,10 +94,12 @@ const std::string& StreamedPictureWriter::write(int64_t firstRow, int64_t rowCou
 }
 
 const std::string& StreamedPictureWriter::finish() {
+  if (!encoder_) return error_;
   attempt([this]() -> std::string {
     if (rowsWritten_ < layout_.height) return "rows are missing";
     return encoder_->finish();
   });
+  encoder_ = nullptr;
   if (error_.empty()) error_ = file_->commit();
   return error_;
 }

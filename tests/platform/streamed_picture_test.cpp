@@ -196,11 +196,11 @@ int64_t residentBytes() {
   return resident * sysconf(_SC_PAGESIZE);
 }
 
-// 64 MB.
-Bitmap large() {
-  PixelLayout layout = layoutOf(8192, 2048, 8, 4, AlphaInfo::noneSkipLast);
-  layout.bytesPerRow = 0;  // each row the same
-  const auto row = std::make_shared<std::vector<uint8_t>>(size_t{8192} * 4);
+// 64 MB. Its skipped component is left out when it is read.
+Bitmap largeBitmap(int bits) {
+  PixelLayout layout = layoutOf(8192 * 8 / bits, 2048, bits, 4, AlphaInfo::noneSkipLast);
+  layout.bytesPerRow = layout.bytesPerPixel();  // each row begins a pixel later
+  const auto row = std::make_shared<std::vector<uint8_t>>(size_t{8192 + 4096} * 4);
   for (size_t i = 0; i < row->size(); ++i) (*row)[i] = static_cast<uint8_t>(i * i >> 7);
   return Bitmap(layout, nullptr, row, row->data());
 }
@@ -208,19 +208,25 @@ Bitmap large() {
 struct LargeFile {
   const char* name;
   TiffForm form;
-  bool randomAccess;
+  bool randomAccess = false;
+  int bits = 8;
 };
 
 TEST(StreamedPicture, MemoryDoesNotGrowWithThePicture) {
   const LargeFile rows[] = {
-      {"small strips", {}, false},     {"one strip", {.rowsPerStrip = 0}, false},
-      {"tiles", {.tile = 128}, false}, {"turned", {.orientation = 6}, false},
+      {"small strips", {}},
+      {"one strip", {.rowsPerStrip = 0}},
+      {"large strips", {.rowsPerStrip = 1000}},
+      {"large strips, 16 bit, big-endian", {.mode = "wb", .rowsPerStrip = 1000}, false, 16},
+      {"tiles", {.tile = 128}},
+      {"turned", {.orientation = 6}},
       {"random access", {}, true},
   };
   const TemporaryFolder folder;
   const std::string path = folder.file("a.tif");
   for (const LargeFile& row : rows) {
-    testing::writeTiff(path, large(), row.form);
+    const Bitmap large = largeBitmap(row.bits);
+    testing::writeTiff(path, large, row.form);
     std::string error;
     const auto picture = StreamedPicture::open(
         path, {.randomAccess = row.randomAccess, .keptInMemory = 0, .folder = folder.file("")}, &error);
@@ -230,11 +236,33 @@ TEST(StreamedPicture, MemoryDoesNotGrowWithThePicture) {
     for (int64_t y = 0; y < picture->bitmap().height(); y += 64) {
       ASSERT_EQ(picture->provide(y + 64), "") << row.name;
       most = std::max(most, residentBytes());
+      for (int64_t i = y; row.form.orientation == 1 && i < y + 64; ++i) {
+        for (int k = 0; k < 3; ++k)
+          ASSERT_EQ(testing::component(picture->bitmap(), i, i, k), testing::component(large, i, i, k)) << i;
+      }
       picture->release(y);
     }
     // Some steps into a file are on their way at once.
     const int64_t allowed = picture->isRowByRow() ? int64_t{12} << 20 : int64_t{40} << 20;
     EXPECT_LT(most - before, allowed) << row.name;
+  }
+}
+
+TEST(StreamedPicture, PixelsThatTheLibraryConvertsComeStripByStrip) {
+  const TemporaryFolder folder;
+  const std::string path = folder.file("a.tif");
+  const Bitmap indices = noise(layoutOf(141, 203, 8, 1, kNone));
+  for (const TiffForm& form : {TiffForm{.rowsPerStrip = 16, .photometric = PHOTOMETRIC_PALETTE},
+                               TiffForm{.tile = 32, .photometric = PHOTOMETRIC_PALETTE}}) {
+    testing::writeTiff(path, indices, form);
+    std::string error;
+    const auto picture = StreamedPicture::open(path, {}, &error);
+    ASSERT_TRUE(picture) << error;
+    EXPECT_TRUE(picture->isRowByRow());
+    ASSERT_EQ(picture->provide(INT64_MAX), "");
+    for (int64_t y = 0; y < 203; ++y)
+      for (int64_t x = 0; x < 141; ++x)
+        ASSERT_EQ(testing::component(picture->bitmap(), x, y, 1), testing::component(indices, x, y, 0)) << y;
   }
 }
 

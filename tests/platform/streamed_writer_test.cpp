@@ -69,6 +69,7 @@ TEST_P(EveryWriter, RowsInUnevenStepsMakeTheFileOfTheWholePicture) {
   EXPECT_FALSE(std::filesystem::exists(path_)) << "before it is whole";
   ASSERT_EQ(streamed->finish(), "");
   EXPECT_EQ(readBytes(path_), readBytes(folder_.file("whole")));
+  EXPECT_EQ(streamed->finish(), "") << "twice is once";
   EXPECT_EQ(streamed->warnings(), warnings);
   EXPECT_EQ(warnings.size(), GetParam().format == ImageFormat::jpeg ? 1u : 0u);
 }
