@@ -29,7 +29,7 @@ struct KPEvent {
   uint32_t modifierFlags = 0;
   double timestamp = 0;  // seconds on the run loop's clock
   int clickCount = 0;
-  std::string characters;  // of KeyDown, UTF-8
+  std::string characters = {};  // of KeyDown, UTF-8
 
   bool shiftKeyDown() const { return modifierFlags & kShiftKeyMask; }
   bool optionKeyDown() const { return modifierFlags & kOptionKeyMask; }
