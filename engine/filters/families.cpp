@@ -3,14 +3,14 @@
 namespace vello {
 
 extern const FilterFamily kBlursFamily, kColorAdjustmentFamily, kColorEffectFamily, kCompositesFamily,
-    kDistortionsFamily, kGeneratorsFamily, kGeometryFamily, kGradientsFamily, kSharpenAndGlowFamily,
-    kStylizeFamily, kTilesFamily, kTransitionsFamily;
+    kDistortionsFamily, kGeneratorsFamily, kGeometryFamily, kGradientsFamily, kMorphologyFamily,
+    kSharpenAndGlowFamily, kStylizeFamily, kTilesFamily, kTransitionsFamily;
 
 View<FilterFamily> filterFamilies() {
   static const FilterFamily families[] = {
-      kBlursFamily,          kColorAdjustmentFamily, kColorEffectFamily, kCompositesFamily,
-      kDistortionsFamily,    kGeneratorsFamily,      kGeometryFamily,    kGradientsFamily,
-      kSharpenAndGlowFamily, kStylizeFamily,         kTilesFamily,       kTransitionsFamily,
+      kBlursFamily,      kColorAdjustmentFamily, kColorEffectFamily, kCompositesFamily, kDistortionsFamily,
+      kGeneratorsFamily, kGeometryFamily,        kGradientsFamily,   kMorphologyFamily, kSharpenAndGlowFamily,
+      kStylizeFamily,    kTilesFamily,           kTransitionsFamily,
   };
   return {families, static_cast<int>(sizeof families / sizeof families[0])};
 }

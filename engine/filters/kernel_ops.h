@@ -21,6 +21,7 @@ enum class Kind {
   separable,  // one profile along both axes
   line,       // one profile along a direction
   area,       // a window of samples around the place
+  extreme,    // the greatest or least of a window's samples
   resample,   // output and input on grids of different scale
   reduce,     // an image to a few values
   raster,     // drawn once per recipe and scale
@@ -121,6 +122,10 @@ struct KernelOps {
   Vec2 (*scale)(const void* kernel) = nullptr;
   // area
   Px (*window)(const void* kernel, const Window&) = nullptr;
+  // extreme: half the window's width at a height above or below the place (image units); `reach` is its half
+  // height
+  double (*chord)(const void* kernel, double height) = nullptr;
+  bool greatest = false;
   // reduce: the state is `size` bytes too; blocks are merged in index order
   int stateSize = 0, stateAlign = 0;
   void (*zero)(void* state) = nullptr;

@@ -20,6 +20,8 @@
 //   separable  double profile(double t) const; double reach() const; double smooth() const optional
 //   line       profile, reach, Vec2 direction() const
 //   area       Px operator()(const W&) const, a template over the window; double reach() const
+//   extreme    double reach() const, half the height of its window; double chord(double height) const, half
+//   the width there, which does not grow with the height; static constexpr bool kGreatest
 //   resample   profile, reach, Vec2 scale() const
 //   reduce     State zero(), add(State&, const Run&, int), merge(State&, const State&), finish(const State&,
 //   Values&),
@@ -276,6 +278,14 @@ constexpr KernelOps makeArea() {
 }
 
 template <class K>
+constexpr KernelOps makeExtreme() {
+  KernelOps ops = makeProfile<K>(Kind::extreme);
+  ops.chord = [](const void* kernel, double height) -> double { return as<K>(kernel).chord(height); };
+  ops.greatest = K::kGreatest;
+  return ops;
+}
+
+template <class K>
 constexpr KernelOps makeReduce() {
   using State = decltype(K::zero());
   KernelOps ops = common<K>(Kind::reduce, 1, firstExtent);
@@ -314,6 +324,8 @@ template <class K, Kind Of>
 inline constexpr KernelOps kProfile = makeProfile<K>(Of);
 template <class K>
 inline constexpr KernelOps kArea = makeArea<K>();
+template <class K>
+inline constexpr KernelOps kExtreme = makeExtreme<K>();
 template <class K>
 inline constexpr KernelOps kReduce = makeReduce<K>();
 template <class K>
@@ -358,6 +370,10 @@ constexpr const KernelOps* line() {
 template <class K>
 constexpr const KernelOps* area() {
   return &kinds::kArea<K>;
+}
+template <class K>
+constexpr const KernelOps* extreme() {
+  return &kinds::kExtreme<K>;
 }
 template <class K>
 constexpr const KernelOps* resample() {

@@ -195,6 +195,16 @@ std::vector<AxisStage> separableStages(const KernelOps* ops, const void* kernel,
           AxisStage::expand(factor, true)};
 }
 
+Chords chordsOf(const KernelOps* ops, const void* kernel, double pitch) {
+  constexpr double slack = 1e-6;  // what rounding took from a whole number of samples
+  Chords chords{{}, ops->greatest};
+  const auto height = static_cast<int64_t>(std::floor(ops->reach(kernel) / pitch + slack));
+  for (int64_t d = 0; d <= height; ++d)
+    chords.halves.push_back(
+        static_cast<int64_t>(std::floor(ops->chord(kernel, static_cast<double>(d) * pitch) / pitch + slack)));
+  return chords;
+}
+
 std::vector<LineTap> lineTaps(const KernelOps* ops, const void* kernel, double pitch) {
   const Vec2 d = ops->direction(kernel);
   const bool alongX = std::abs(d.x) >= std::abs(d.y);

@@ -60,6 +60,17 @@ struct LineTap {
   float weight;
 };
 
+// The window of an extreme kernel: so many samples to both sides of the middle, in the rows 0, 1, ... above
+// and below it. They do not grow from one row to the next.
+struct Chords {
+  std::vector<int64_t> halves;
+  bool greatest = false;
+  int64_t height() const { return static_cast<int64_t>(halves.size()) - 1; }  // rows to either side
+  bool rectangular() const { return halves.front() == halves.back(); }
+};
+
+Chords chordsOf(const KernelOps* ops, const void* kernel, double pitch);
+
 // The stages of a separable kernel on samples `pitch` apart. A wide Gaussian goes to a coarser grid and back,
 // unless `direct` asks for the plain sum, which then reaches to six sigma.
 std::vector<AxisStage> separableStages(const KernelOps* ops, const void* kernel, double pitch, bool direct);

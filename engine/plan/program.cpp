@@ -141,11 +141,14 @@ bool readsWhole(const Node& node, size_t image) {
 int Builder::halvings(const Request& request) const {
   const Node& node = *request.node;
   const Kind kind = node.ops->kind;
-  if (kind != Kind::separable && kind != Kind::line && kind != Kind::area) return 0;
+  const bool window = kind == Kind::area || kind == Kind::extreme;
+  if (kind != Kind::separable && kind != Kind::line && !window) return 0;
   Step probe;
   makeProbe(node, request.lattice.pitch, probe.kernel);
-  const double reach = node.ops->reach(probe.kernel.get()) / request.lattice.pitch;
-  const double most = kind == Kind::area ? kLongestWindow : kLongestProfile;
+  double reach = node.ops->reach(probe.kernel.get());
+  if (kind == Kind::extreme) reach = std::max(reach, node.ops->chord(probe.kernel.get(), 0));
+  reach /= request.lattice.pitch;
+  const double most = window ? kLongestWindow : kLongestProfile;
   return reach > most ? std::min(kMostHalvings, static_cast<int>(std::ceil(std::log2(reach / most)))) : 0;
 }
 
@@ -346,6 +349,10 @@ int Builder::emitKernel(const Request& request, Step step) {
     step.reach = std::max<int64_t>({step.reach, std::abs(tap.di), std::abs(tap.dj)});
   if (ops.kind == Kind::area) step.reach = static_cast<int64_t>(std::ceil(ops.reach(k) / pitch));
   if (ops.kind == Kind::taps) step.bound = ops.bound(node.values);
+  if (ops.kind == Kind::extreme) {
+    step.op = Step::Op::axis;
+    step.chords = chordsOf(&ops, k, pitch);
+  }
   return expanded(request, push(std::move(step)));
 }
 

@@ -49,6 +49,7 @@ struct Step {
   CGPoint anchor;
   double bound = 0;                       // taps: in samples; kAnywhere for the whole input
   std::optional<AxisStage> axisX, axisY;  // axis: what separable and resample kernels are made of
+  std::optional<Chords> chords;           // axis as well: what extreme kernels are made of
   std::vector<LineTap> line;
   int64_t reach = 0;  // area, line: in samples
 };

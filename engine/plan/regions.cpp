@@ -128,11 +128,6 @@ class Demand {
             std::clamp(r.x1, c.x0 + 1, c.x1), std::clamp(r.y1, c.y0 + 1, c.y1)};
   }
 
-  static IndexRect filteredRegion(const Step& step, const IndexRect& r) {
-    const IndexRange x = step.axisX->inputFor({r.x0, r.x1}), y = step.axisY->inputFor({r.y0, r.y1});
-    return {x.begin, y.begin, x.end, y.end};
-  }
-
   void spreadKernel(const Step& step, size_t k, const IndexRect& r) {
     switch (step.ops->kind) {
       case Kind::warp:
@@ -155,6 +150,12 @@ class Demand {
 };
 
 }  // namespace
+
+IndexRect filteredRegion(const Step& step, const IndexRect& r) {
+  if (step.chords) return grown(r, step.chords->halves[0], step.chords->height());
+  const IndexRange x = step.axisX->inputFor({r.x0, r.x1}), y = step.axisY->inputFor({r.y0, r.y1});
+  return {x.begin, y.begin, x.end, y.end};
+}
 
 Regions regionsFor(const Program& program, const IndexRect& out, InstructionSet set) {
   return Demand(program, out, set).take();

@@ -16,4 +16,7 @@ struct Regions {
 // The moves of warps are computed here, so a region is exact whatever the formula.
 Regions regionsFor(const Program& program, const IndexRect& out, InstructionSet set);
 
+// What samples `r` of an axis step take of its input.
+IndexRect filteredRegion(const Step& step, const IndexRect& r);
+
 }  // namespace vello

@@ -28,6 +28,11 @@ bool interpolates(const Passes& passes) {
 
 // What an axis step keeps beside its rows: rows filtered along x, or open sums.
 double filterBytes(const Step& step, const IndexRect& region) {
+  if (step.chords) {
+    const auto rows = static_cast<double>(2 * step.chords->height() + 4);
+    return 2 * rows * static_cast<double>(region.width() + 16) * kSampleBytes +
+           4 * static_cast<double>(filteredRegion(step, region).width()) * kSampleBytes;
+  }
   const AxisStage &x = *step.axisX, &y = *step.axisY;
   const bool scattered = y.type() == AxisStage::Type::reduce;
   const auto rows = static_cast<double>(scattered ? y.count() / y.factor() + 3 : y.count() + 1);

@@ -1,19 +1,31 @@
 #include "engine/render/axis_rows.h"
 
+#include "engine/plan/regions.h"
 #include "engine/render/column_filter.h"
 #include "engine/render/row_ring.h"
 
 namespace vello {
 namespace {
 
-// Along x as rows come; then every output row is a sum of the rows around it.
-class GatheredRows : public AxisRows {
+// Weighted sums along both axes.
+class StagedRows : public AxisRows {
  public:
-  GatheredRows(const AxisStage& x, const AxisStage& y, const IndexRect& out, const RowLoops& loops)
-      : AxisRows(x, y, out, loops),
-        columns_(x, {out.x0, out.x1}, loops),
+  StagedRows(const Step& step, const IndexRect& out, const RowLoops& loops)
+      : AxisRows(filteredRegion(step, out), out, loops), x_(*step.axisX), y_(*step.axisY) {}
+  int64_t lowestFor(int64_t j) const override { return y_.inputFor({j, j + 1}).begin; }
+
+ protected:
+  const AxisStage &x_, &y_;
+};
+
+// Along x as rows come; then every output row is a sum of the rows around it.
+class GatheredRows : public StagedRows {
+ public:
+  GatheredRows(const Step& step, const IndexRect& out, const RowLoops& loops)
+      : StagedRows(step, out, loops),
+        columns_(x_, {out.x0, out.x1}, loops),
         rows_(out.width()),
-        weights_(static_cast<size_t>(y.count())),
+        weights_(static_cast<size_t>(y_.count())),
         top_(input().y1) {}
 
   void take(int64_t row, const Run* samples) override {
@@ -73,16 +85,16 @@ class GatheredRows : public AxisRows {
 };
 
 // Every row is added to the few coarse rows it takes part in; those are filtered along x when they are whole.
-class ScatteredRows : public AxisRows {
+class ScatteredRows : public StagedRows {
  public:
-  ScatteredRows(const AxisStage& x, const AxisStage& y, const IndexRect& out, const RowLoops& loops)
-      : AxisRows(x, y, out, loops),
-        columns_(x, {out.x0, out.x1}, loops),
+  ScatteredRows(const Step& step, const IndexRect& out, const RowLoops& loops)
+      : StagedRows(step, out, loops),
+        columns_(x_, {out.x0, out.x1}, loops),
         width_(input().width()),
         open_(width_),
-        weights_(static_cast<size_t>(y.count())),
+        weights_(static_cast<size_t>(y_.count())),
         next_(out.y1 - 1) {
-    y.weigh(0, weights_.data());
+    y_.weigh(0, weights_.data());
   }
 
   void take(int64_t row, const Run* samples) override {
@@ -130,15 +142,10 @@ class ScatteredRows : public AxisRows {
 
 }  // namespace
 
-IndexRect AxisRows::input() const {
-  const IndexRange x = x_.inputFor({out_.x0, out_.x1}), y = y_.inputFor({out_.y0, out_.y1});
-  return {x.begin, y.begin, x.end, y.end};
-}
-
-std::unique_ptr<AxisRows> AxisRows::create(const AxisStage& x, const AxisStage& y, const IndexRect& out,
-                                           const RowLoops& loops) {
-  if (y.type() == AxisStage::Type::reduce) return std::make_unique<ScatteredRows>(x, y, out, loops);
-  return std::make_unique<GatheredRows>(x, y, out, loops);
+std::unique_ptr<AxisRows> AxisRows::create(const Step& step, const IndexRect& out, const RowLoops& loops) {
+  if (step.chords) return extremeRows(*step.chords, filteredRegion(step, out), out, loops);
+  if (step.axisY->type() == AxisStage::Type::reduce) return std::make_unique<ScatteredRows>(step, out, loops);
+  return std::make_unique<GatheredRows>(step, out, loops);
 }
 
 }  // namespace vello

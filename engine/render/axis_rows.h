@@ -3,8 +3,7 @@
 
 #include <memory>
 
-#include "engine/plan/axis_stage.h"
-#include "engine/render/lattice.h"
+#include "engine/plan/program.h"
 #include "engine/render/row_loops.h"
 
 namespace vello {
@@ -13,24 +12,27 @@ class AxisRows {
  public:
   virtual ~AxisRows() = default;
   // The rows and columns of input that all of the output takes.
-  IndexRect input() const;
+  const IndexRect& input() const { return input_; }
   // The lowest row that output row j takes.
-  int64_t lowestFor(int64_t j) const { return y_.inputFor({j, j + 1}).begin; }
+  virtual int64_t lowestFor(int64_t j) const = 0;
   // The next row of `input`, premultiplied, from its first column on. Null samples are all transparent.
   virtual void take(int64_t row, const Run* samples) = 0;
   // Output row j, all of whose rows have been taken. Rows come from the top down.
   virtual void make(int64_t j, const Run& out) = 0;
 
-  static std::unique_ptr<AxisRows> create(const AxisStage& x, const AxisStage& y, const IndexRect& out,
-                                          const RowLoops& loops);
+  // For an axis step.
+  static std::unique_ptr<AxisRows> create(const Step& step, const IndexRect& out, const RowLoops& loops);
 
  protected:
-  AxisRows(const AxisStage& x, const AxisStage& y, const IndexRect& out, const RowLoops& loops)
-      : x_(x), y_(y), out_(out), loops_(loops) {}
+  AxisRows(const IndexRect& input, const IndexRect& out, const RowLoops& loops)
+      : input_(input), out_(out), loops_(loops) {}
 
-  const AxisStage &x_, &y_;
-  const IndexRect out_;
+  const IndexRect input_, out_;
   const RowLoops& loops_;
 };
+
+// The windows of extreme kernels.
+std::unique_ptr<AxisRows> extremeRows(const Chords& chords, const IndexRect& input, const IndexRect& out,
+                                      const RowLoops& loops);
 
 }  // namespace vello

@@ -54,7 +54,7 @@ class ReferenceEvaluator {
 
   void compute(const Step& step, Buffer& out) {
     const IndexRect& r = out.rect();
-    if (step.op == Step::Op::axis) prepare(step, r);
+    if (step.axisX) prepare(step, r);
     for (int64_t j = r.y0; j < r.y1; ++j)
       for (int64_t i = r.x0; i < r.x1; ++i) out.at(i, j).set(0, sampleOf(step, i, j));
   }
@@ -72,7 +72,7 @@ class ReferenceEvaluator {
         return get(step, 0, std::clamp(i, c.x0, c.x1 - 1), std::clamp(j, c.y0, c.y1 - 1), step.straight);
       }
       case Step::Op::axis:
-        return filtered(i, j);
+        return step.chords ? extreme(step, i, j) : filtered(i, j);
       case Step::Op::kernel:
         return kernel(step, i, j);
     }
@@ -180,6 +180,20 @@ class ReferenceEvaluator {
       rows.push_back(window.at(i, y));
     }
     return step.ops->window(step.kernel.get(), {rows.data() + reach, 0});
+  }
+
+  Px extreme(const Step& step, int64_t i, int64_t j) const {
+    const Chords& chords = *step.chords;
+    const auto better = [&chords](float a, float b) { return chords.greatest ? max(a, b) : min(a, b); };
+    Px found = get(step, 0, i, j, false);
+    for (int64_t dj = -chords.height(); dj <= chords.height(); ++dj) {
+      const int64_t half = chords.halves[static_cast<size_t>(std::abs(dj))];
+      for (int64_t di = -half; di <= half; ++di) {
+        const Px p = get(step, 0, i + di, j + dj, false);
+        found = {better(found.r, p.r), better(found.g, p.g), better(found.b, p.b), better(found.a, p.a)};
+      }
+    }
+    return found;
   }
 
   struct Weights {

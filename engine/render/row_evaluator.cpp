@@ -115,7 +115,7 @@ void RowEvaluator::keep(size_t p) {
     kept->ring = RowRing(kept->columns.size());
     const Step& step = program_.steps[static_cast<size_t>(pass.step)];
     if (step.op == Step::Op::axis) {
-      kept->filter = AxisRows::create(*step.axisX, *step.axisY, region, loops_);
+      kept->filter = AxisRows::create(step, region, loops_);
       kept->filterNext = kept->filter->input().y1 - 1;
     }
   }
@@ -136,7 +136,10 @@ void RowEvaluator::keep(size_t p) {
     IndexRange columns{region.x0, region.x1};
     const Step& user = program_.steps[static_cast<size_t>(reader.by)];
     if (reader.way == Reader::Way::window) columns = {columns.begin - user.reach, columns.end + user.reach};
-    if (reader.way == Reader::Way::axis) columns = user.axisX->inputFor(columns);
+    if (reader.way == Reader::Way::axis) {
+      const IndexRect read = filteredRegion(user, region);
+      columns = {read.x0, read.x1};
+    }
     if (reader.way == Reader::Way::clamp || reader.way == Reader::Way::grid) columns = {rows.x0, rows.x1};
     source->columns = joined(source->columns, columns);
     work_->read[p].back() = source.get();

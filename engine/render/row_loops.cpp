@@ -102,6 +102,27 @@ KERNEL void scatterLoop(const float* in, float* const* outs, const float* weight
     for (int t = 0; t < count; ++t) outs[t][k] += weights[t] * in[k];
 }
 
+template <class F>
+KERNEL void foldLoop(const float* a, const float* b, float* out, int64_t n, F fold) {
+  VELLO_INDEPENDENT_LOOP
+  for (int64_t k = 0; k < n; ++k) out[k] = fold(a[k], b[k]);
+}
+
+KERNEL void addLoop(const float* a, const float* b, float* out, int64_t n) {
+  foldLoop(
+      a, b, out, n, [](float p, float q) __attribute__((always_inline)) { return p + q; });
+}
+
+KERNEL void leastLoop(const float* a, const float* b, float* out, int64_t n) {
+  foldLoop(
+      a, b, out, n, [](float p, float q) __attribute__((always_inline)) { return min(p, q); });
+}
+
+KERNEL void greatestLoop(const float* a, const float* b, float* out, int64_t n) {
+  foldLoop(
+      a, b, out, n, [](float p, float q) __attribute__((always_inline)) { return max(p, q); });
+}
+
 KERNEL void snapLoop(float* a, int64_t n) {
   constexpr float rounding = 1.0f / (1 << 18);
   VELLO_INDEPENDENT_LOOP
@@ -242,6 +263,12 @@ KERNEL void interleaveLoop(const float* const* planes, float* out, int64_t n) {
   VELLO_ROW_LOOP(target, void, scatter, (scatterLoop<bytes>),                                              \
                  (const float* in, float* const* outs, const float* weights, int count, int64_t n),        \
                  (in, outs, weights, count, n))                                                            \
+  VELLO_ROW_LOOP(target, void, add, addLoop, (const float* a, const float* b, float* out, int64_t n),      \
+                 (a, b, out, n))                                                                           \
+  VELLO_ROW_LOOP(target, void, least, leastLoop, (const float* a, const float* b, float* out, int64_t n),  \
+                 (a, b, out, n))                                                                           \
+  VELLO_ROW_LOOP(target, void, greatest, greatestLoop,                                                     \
+                 (const float* a, const float* b, float* out, int64_t n), (a, b, out, n))                  \
   VELLO_ROW_LOOP(target, void, snapToOne, snapLoop, (float* a, int64_t n), (a, n))                         \
   VELLO_ROW_LOOP(target, bool, allOnes, allOnesLoop, (const float* a, int64_t n), (a, n))                  \
   VELLO_ROW_LOOP(target, void, divide, divideLoop, (float* c, const float* by, int64_t n), (c, by, n))     \
@@ -258,8 +285,9 @@ KERNEL void interleaveLoop(const float* const* planes, float* out, int64_t n) {
                  (grid, stride, taps, out, n))                                                             \
   VELLO_ROW_LOOP(target, void, interleave, interleaveLoop,                                                 \
                  (const float* const* planes, float* out, int64_t n), (planes, out, n))                    \
-  constexpr RowLoops kLoops{weightedSum, symmetricSum, scatter,    snapToOne, allOnes,     divide,         \
-                            multiply,    places,       gridPlaces, gridTaps,  interpolate, interleave};
+  constexpr RowLoops kLoops{weightedSum, symmetricSum, scatter,  add,         least,                       \
+                            greatest,    snapToOne,    allOnes,  divide,      multiply,                    \
+                            places,      gridPlaces,   gridTaps, interpolate, interleave};
 
 namespace baseline {
 VELLO_ROW_LOOPS(, 16)

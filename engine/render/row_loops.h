@@ -45,6 +45,10 @@ struct RowLoops {
   void (*symmetricSum)(const float* const* rows, const float* weights, int count, float* out, int64_t n);
   // outs[t][k] += weights[t] * in[k]
   void (*scatter)(const float* in, float* const* outs, const float* weights, int count, int64_t n);
+  // out[k] = the sum, the lesser, the greater of a[k] and b[k]. `out` may be one of them, and where it is a,
+  // b may lie further on in the same row.
+  using Fold = void (*)(const float* a, const float* b, float* out, int64_t n);
+  Fold add, least, greatest;
   // What differs from 1 by rounding only is 1.
   void (*snapToOne)(float* a, int64_t n);
   bool (*allOnes)(const float* a, int64_t n);

@@ -131,6 +131,27 @@ Color gaussian(int x, int y, double sigma) {
   return convolved(x, y, gaussianWeights(sigma, static_cast<int>(std::ceil(6 * sigma))));
 }
 
+// The greatest and the least samples where `inside` holds for the distances.
+template <class Inside>
+std::pair<Color, Color> extremes(int x, int y, Inside inside) {
+  constexpr int far = 12;
+  std::pair<Color, Color> found{one().at(x, y), one().at(x, y)};
+  for (int j = -far; j <= far; ++j)
+    for (int i = -far; i <= far; ++i) {
+      if (!inside(i, j)) continue;
+      const Color p = one().at(x + i, y + j);
+      found.first = each(found.first, p, [](double a, double b) { return std::max(a, b); });
+      found.second = each(found.second, p, [](double a, double b) { return std::min(a, b); });
+    }
+  return found;
+}
+std::function<bool(int, int)> disc(double radius) {
+  return [radius](int i, int j) { return i * i + j * j <= radius * radius; };
+}
+std::function<bool(int, int)> box(int halfWidth, int halfHeight) {
+  return [=](int i, int j) { return std::abs(i) <= halfWidth && std::abs(j) <= halfHeight; };
+}
+
 // Between samples of a source in linear light, whose encoding is linear too.
 Color bilinear(double x, double y) {
   const double u = x - 0.5, v = y - 0.5, s = u - std::floor(u), t = v - std::floor(v);
@@ -328,6 +349,34 @@ const Row kRows[] = {
        };
        return Color{middle(&Color::r), middle(&Color::g), middle(&Color::b), middle(&Color::a)};
      }},
+    {"maximum_of_a_disc",
+     "CIMorphologyMaximum",
+     {{"inputRadius", 3.7}},
+     [](int x, int y) { return extremes(x, y, disc(3.7)).first; }},
+    {"minimum_of_a_disc",
+     "CIMorphologyMinimum",
+     {{"inputRadius", 2.0}},
+     [](int x, int y) { return extremes(x, y, disc(2)).second; }},
+    {"minimum_of_a_wide_disc",
+     "CIMorphologyMinimum",
+     {{"inputRadius", 11.0}},
+     [](int x, int y) { return extremes(x, y, disc(11)).second; }},
+    {"gradient_of_a_disc",
+     "CIMorphologyGradient",
+     {},
+     [](int x, int y) {
+       const auto [most, least] = extremes(x, y, disc(5));
+       const Color half = (most + least * -1) * 0.5;
+       return Color{half.r, half.g, half.b, 1};
+     }},
+    {"maximum_of_a_rectangle",
+     "CIMorphologyRectangleMaximum",
+     {{"inputWidth", 4.0}, {"inputHeight", 15.0}},
+     [](int x, int y) { return extremes(x, y, box(2, 7)).first; }},
+    {"minimum_of_a_rectangle",
+     "CIMorphologyRectangleMinimum",
+     {{"inputWidth", 13.9}, {"inputHeight", 1.0}},
+     [](int x, int y) { return extremes(x, y, box(6, 0)).second; }},
     {"motion_blur",
      "CIMotionBlur",
      {{"inputRadius", 3.0}, {"inputAngle", M_PI / 2}},
