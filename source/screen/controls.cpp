@@ -5,16 +5,20 @@
 
 #include "platform/log.h"
 #include "platform/number_text.h"
+#include "source/screen/number_format.h"
 
 namespace vello {
 namespace {
 
 constexpr const char* kBadRange = "*** Vello : slider range %@ to %@ refused";
+constexpr const char* kNoNumber = "*** Vello : an edit box refused \"%@\", which is no number";
 constexpr const char* kBadNumber = "*** Vello : a control refused the number %@";
 const KPFont kLabelFont{"LucidaGrande", 11};
 
-bool acceptsNumber(double value) {
-  if (std::isfinite(value)) return true;
+constexpr size_t kLongestLogged = 100;  // bytes
+
+bool acceptsNumber(double value, double limit = std::numeric_limits<double>::max()) {
+  if (std::fabs(value) <= limit) return true;
   logLine(kBadNumber, {numberText(value)});
   return false;
 }
@@ -49,8 +53,20 @@ void KPEditBox::setNegativeFormat(std::string format) {
   changed();
 }
 
+std::string KPEditBox::stringValue() const {
+  return value().isNumber() ? formattedNumber(value().number(), fPositiveFormat, fNegativeFormat) : "";
+}
+
+void KPEditBox::userTyped(std::string_view text) {
+  if (text == stringValue()) return;
+  if (const auto number = typedNumber(text)) return userEntered(*number);
+  logLine(kNoNumber, {std::string(text.substr(0, kLongestLogged))});
+  changed();
+}
+
+// Whoever takes the number takes it in single precision.
 void KPEditBox::userEntered(double value) {
-  if (acceptsNumber(value)) return userSetValue(value);
+  if (acceptsNumber(value, std::numeric_limits<float>::max())) return userSetValue(value);
   changed();
 }
 

@@ -34,7 +34,13 @@ class KPEditBox : public KPControl {
   const std::string& negativeFormat() const { return fNegativeFormat; }
   void setPositiveFormat(std::string format);
   void setNegativeFormat(std::string format);
-  // The user entered a number; one that is not finite is refused with a log line and the former one shown.
+  // The number as the formats show it; empty while there is none.
+  std::string stringValue() const;
+  // The user ended the editing with this text. The text that was shown enters nothing: digits it does not
+  // show are kept. What is no number is refused like one that is not finite.
+  void userTyped(std::string_view text);
+  // The user entered a number; one that is not finite in single precision is refused with a log line and the
+  // former one shown.
   void userEntered(double value);
 
  private:

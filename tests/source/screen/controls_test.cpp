@@ -134,6 +134,24 @@ TEST_F(LoggedTest, NumbersThatAreNoneAreRefused) {
                                             "*** Vello : a control refused the number nan"}));
 }
 
+TEST_F(LoggedTest, AnEditBoxTakesTextAsItShowsIt) {
+  KPEditBox box;
+  EXPECT_EQ(box.stringValue(), "");
+  box.setPositiveFormat("#,##0.00");
+  box.setValue(1234.5678);
+  EXPECT_EQ(box.stringValue(), "1,234.57");
+  box.userTyped("1,234.57");
+  EXPECT_EQ(box.value(), Value(1234.5678)) << "nothing was entered";
+  box.userTyped("1.234,5");
+  EXPECT_EQ(box.value(), Value(1234.5));
+  for (const char* text : {"", "12 px", "1e39", "nan"}) box.userTyped(text);
+  EXPECT_EQ(box.value(), Value(1234.5));
+  EXPECT_EQ(log_, (std::vector<std::string>{"*** Vello : an edit box refused \"\", which is no number",
+                                            "*** Vello : an edit box refused \"12 px\", which is no number",
+                                            "*** Vello : a control refused the number 1e+39",
+                                            "*** Vello : a control refused the number nan"}));
+}
+
 TEST(KPPopUpButton, SelectsByTitleAndIgnoresWhatIsNotThere) {
   KPPopUpButton popUp;
   EXPECT_EQ(popUp.selectedTitle(), "");
