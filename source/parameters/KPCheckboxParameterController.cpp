@@ -7,4 +7,9 @@ std::unique_ptr<KPCheckboxParameterController> KPCheckboxParameterController::co
   return create<KPCheckboxParameterController>(std::move(filter), std::move(parameter));
 }
 
+void KPCheckboxParameterController::initControls() {
+  fCheckbox.setTitle(inputAttributes().displayName);
+  bindControl(fCheckbox, inputProperty());
+}
+
 }  // namespace vello

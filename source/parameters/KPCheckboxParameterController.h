@@ -11,6 +11,14 @@ class KPCheckboxParameterController : public KPCoreImageParameterController {
                                                                             std::string parameter);
   KPCheckboxParameterController(std::shared_ptr<CIFilter> filter, std::string parameter)
       : KPCoreImageParameterController(std::move(filter), std::move(parameter), kFastUpdateDelay) {}
+
+  KPCheckbox& checkbox() { return fCheckbox; }
+
+ protected:
+  void initControls() override;
+
+ private:
+  KPCheckbox fCheckbox;
 };
 
 }  // namespace vello

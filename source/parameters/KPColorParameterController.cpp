@@ -1,5 +1,7 @@
 #include "source/parameters/KPColorParameterController.h"
 
+#include "source/parameters/KPColorValueTransformer.h"
+
 namespace vello {
 
 std::unique_ptr<KPColorParameterController> KPColorParameterController::controllerForFilter(
@@ -7,7 +9,13 @@ std::unique_ptr<KPColorParameterController> KPColorParameterController::controll
   return create<KPColorParameterController>(std::move(filter), std::move(parameter));
 }
 
-void KPColorParameterController::initControls() { fOpacityObservation = observeFilter(); }
+void KPColorParameterController::initControls() {
+  fLabel.setDisplayLabel(labelText());
+  bindControl(fColorWell, inputProperty(), {false, std::make_shared<KPColorValueTransformer>()});
+  fOpacitySlider.setRange(0, 1);
+  bindNumber(fOpacitySlider, &KPColorParameterController::opacity, &KPColorParameterController::setOpacity);
+  fOpacityObservation = observeFilter();
+}
 
 void KPColorParameterController::removingFilter() {
   fOpacityObservation.close();

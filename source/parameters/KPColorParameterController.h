@@ -17,6 +17,10 @@ class KPColorParameterController : public KPCoreImageParameterController {
   void addValueToDict(PropertyListDictionary& dict, const CGRect& imageRect) const override;
   void removingFilter() override;
 
+  KPLabel& label() { return fLabel; }
+  KPColorWell& colorWell() { return fColorWell; }
+  // 0..1.
+  KPSlider& opacitySlider() { return fOpacitySlider; }
   // 0..1, the alpha of the filter's colour; 0 while it has none.
   float opacity() const;
   void setOpacity(float opacity);
@@ -25,8 +29,11 @@ class KPColorParameterController : public KPCoreImageParameterController {
   void initControls() override;
 
  private:
-  // The opacity slider's own observation. It reaches the base too, so that one change of the colour posts the
-  // change notification twice: what hosts and the preview see is to stay so.
+  KPLabel fLabel;
+  KPColorWell fColorWell;
+  KPSlider fOpacitySlider;
+  // The opacity's own observation of the input. It reaches the base too, so that one change of the colour
+  // posts the change notification twice: what hosts and the preview see is to stay so.
   Connection fOpacityObservation;
 };
 

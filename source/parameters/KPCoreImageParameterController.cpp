@@ -6,6 +6,11 @@
 #include "source/screen/notifications.h"
 
 namespace vello {
+namespace {
+
+constexpr const char* kNumberFormat = "#,##0.00";
+
+}  // namespace
 
 KPCoreImageParameterController::KPCoreImageParameterController(std::shared_ptr<CIFilter> filter,
                                                                std::string parameter, float updateDelay)
@@ -46,6 +51,43 @@ void KPCoreImageParameterController::addValueToDict(PropertyListDictionary& dict
   }
 }
 
-void KPCoreImageParameterController::removingFilter() { fObservation.close(); }
+void KPCoreImageParameterController::removingFilter() {
+  for (KPControl* control : fBoundControls) control->unbind();
+  fObservation.close();
+}
+
+void KPCoreImageParameterController::scrollToVisibleInStack() {
+  if (KPView* box = fParameterView.superview()) box->scrollRectToVisible(box->bounds());
+}
+
+std::string KPCoreImageParameterController::canvasTitle(const std::string& name) const {
+  return fFilter->attributes().displayName + " " + name;
+}
+
+void KPCoreImageParameterController::initEditBoxes(std::vector<KPEditBox*> boxes) {
+  for (size_t i = 0; i < boxes.size(); ++i) {
+    boxes[i]->setPositiveFormat(kNumberFormat);
+    if (i > 0) boxes[i - 1]->setNextKeyView(boxes[i]);
+  }
+  fEditBoxes = std::move(boxes);
+}
+
+void KPCoreImageParameterController::bindControl(KPControl& control, KPProperty property,
+                                                 KPBindingOptions options) {
+  control.bind(std::move(property), std::move(options));
+  fBoundControls.push_back(&control);
+}
+
+KPProperty KPCoreImageParameterController::inputProperty() {
+  return property([this] { return filterValue(); }, [this](const Value& value) { setFilterValue(value); });
+}
+
+KPProperty KPCoreImageParameterController::property(std::function<Value()> value,
+                                                    std::function<void(const Value&)> setValue) {
+  const auto observe = [this](std::function<void()> changed) {
+    return fFilter->observe(fKey, std::move(changed));
+  };
+  return {std::move(value), std::move(setValue), observe, nullptr};
+}
 
 }  // namespace vello

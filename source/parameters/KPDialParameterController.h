@@ -7,8 +7,9 @@ namespace vello {
 
 class KPDialParameterController : public KPSliderParameterController {
  public:
-  static std::unique_ptr<KPDialParameterController> controllerForFilter(std::shared_ptr<CIFilter> filter,
-                                                                        std::string parameter);
+  static std::unique_ptr<KPDialParameterController> controllerForFilter(
+      std::shared_ptr<CIFilter> filter, std::string parameter, Transformer editBoxTransformer = nullptr,
+      Transformer sliderTransformer = nullptr);
   using KPSliderParameterController::KPSliderParameterController;
 };
 

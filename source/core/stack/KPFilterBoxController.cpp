@@ -17,6 +17,7 @@
 #include "source/parameters/KPVector2DParameterController.h"
 #include "source/parameters/KPVector3DParameterController.h"
 #include "source/parameters/KPVector4DParameterController.h"
+#include "source/parameters/number_transformers.h"
 #include "source/screen/KPLocalizedString.h"
 #include "source/screen/notifications.h"
 
@@ -35,14 +36,33 @@ ControllerPtr make(const FilterPtr& filter, const std::string& key) {
   return Controller::controllerForFilter(filter, key);
 }
 
+ControllerPtr makeSlider(const FilterPtr& filter, const std::string& key) {
+  const std::string& type = filter->attributes().input(key)->type;
+  KPSliderParameterController::Transformer shown;
+  if (type == "Time") shown = std::make_shared<KPTimeValueTransformer>();
+  if (type == "Angle") shown = std::make_shared<KPAngleValueTransformer>();
+  return KPSliderParameterController::controllerForFilter(filter, key, shown);
+}
+
+// The dial turns in whole degrees; its edit box takes any.
+ControllerPtr makeDial(const FilterPtr& filter, const std::string& key) {
+  const InputAttributes& input = *filter->attributes().input(key);
+  const auto rotation = [&](bool discrete) {
+    return std::make_shared<KPRotationValueTransformer>(static_cast<float>(input.sliderMin.value_or(0)),
+                                                        static_cast<float>(input.sliderMax.value_or(0)),
+                                                        discrete);
+  };
+  return KPDialParameterController::controllerForFilter(filter, key, rotation(false), rotation(true));
+}
+
 struct ControllerRow {
   ControlKind kind;
   ControllerPtr (*make)(const FilterPtr&, const std::string& key);
 };
 
 constexpr ControllerRow kControllers[] = {
-    {ControlKind::slider, make<KPSliderParameterController>},
-    {ControlKind::dial, make<KPDialParameterController>},
+    {ControlKind::slider, makeSlider},
+    {ControlKind::dial, makeDial},
     {ControlKind::checkbox, make<KPCheckboxParameterController>},
     {ControlKind::color, make<KPColorParameterController>},
     {ControlKind::image, make<KPImageParameterController>},
@@ -112,6 +132,20 @@ void KPFilterBoxController::createFilterControls() {
     for (const ControllerRow& row : kControllers)
       if (row.kind == kind) fParameterControllers.push_back(row.make(fFilter, input.key));
   }
+  establishNextKeyViews();
+}
+
+// From one controller's edit boxes to the next one's, and from the last back to the first.
+void KPFilterBoxController::establishNextKeyViews() {
+  KPEditBox *first = nullptr, *previous = nullptr;
+  for (const auto& controller : fParameterControllers) {
+    KPEditBox* entered = controller->firstEditBox();
+    if (!entered) continue;
+    if (!first) first = entered;
+    if (previous) previous->setNextKeyView(entered);
+    previous = controller->lastEditBox();
+  }
+  if (previous) previous->setNextKeyView(first);
 }
 
 void KPFilterBoxController::setEnabled(bool enabled) {

@@ -58,6 +58,7 @@ class KPFilterBoxController {
  private:
   void applyColorDefaults();
   void createFilterControls();
+  void establishNextKeyViews();
 
   const KPFilterStack& fParentStack;
   std::shared_ptr<CIFilter> fFilter;
