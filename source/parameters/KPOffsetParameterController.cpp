@@ -9,6 +9,14 @@ std::unique_ptr<KPOffsetParameterController> KPOffsetParameterController::contro
   return create<KPOffsetParameterController>(std::move(filter), std::move(parameter));
 }
 
+void KPOffsetParameterController::initControls() {
+  KPGeometryParameterController::initControls();
+  initEditBoxes({&fEditBox_X, &fEditBox_Y});
+  using Self = KPOffsetParameterController;
+  bindNumber(fEditBox_X, &Self::xValue, &Self::setXValue, &Self::wholeNumber);
+  bindNumber(fEditBox_Y, &Self::yValue, &Self::setYValue, &Self::wholeNumber);
+}
+
 CGPoint KPOffsetParameterController::modelValue() const { return pointValue(filterVector()); }
 
 void KPOffsetParameterController::setModelValue(CGPoint value) {

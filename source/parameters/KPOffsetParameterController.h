@@ -11,17 +11,23 @@ class KPOffsetParameterController : public KPGeometryParameterController {
                                                                           std::string parameter);
   using KPGeometryParameterController::KPGeometryParameterController;
 
+  KPEditBox& editBoxX() { return fEditBox_X; }
+  KPEditBox& editBoxY() { return fEditBox_Y; }
+
   float xValue() const { return static_cast<float>(modelValue().x); }
   float yValue() const { return static_cast<float>(modelValue().y); }
   void setXValue(float x) { setModelValue({x, yValue()}); }
   void setYValue(float y) { setModelValue({xValue(), y}); }
 
  protected:
+  void initControls() override;
   void observeValueForKeyPath(std::string_view keyPath) override;
 
  private:
   CGPoint modelValue() const;
   void setModelValue(CGPoint value);
+
+  KPEditBox fEditBox_X, fEditBox_Y;
 };
 
 }  // namespace vello

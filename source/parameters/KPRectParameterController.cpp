@@ -1,9 +1,21 @@
 #include "source/parameters/KPRectParameterController.h"
 
-#include "source/geometry/KPRectTemplate.h"
+#include <cmath>
+
+#include "source/geometry/KPRectParameterView.h"
 #include "source/parameters/vector_encoding.h"
 
 namespace vello {
+namespace {
+
+// Not clamped: a rectangle may leave the image.
+Value wholeRect(const Value& proposed) {
+  std::vector<double> values = proposed.vector()->values();
+  for (double& value : values) value = std::round(value);
+  return CIVector(std::move(values));
+}
+
+}  // namespace
 
 std::unique_ptr<KPRectParameterController> KPRectParameterController::controllerForFilter(
     std::shared_ptr<CIFilter> filter, std::string parameter) {
@@ -11,17 +23,23 @@ std::unique_ptr<KPRectParameterController> KPRectParameterController::controller
 }
 
 void KPRectParameterController::initControls() {
-  announcePositionControl();
+  KPGeometryParameterController::initControls();
+  initEditBoxes({&fEditBox_X, &fEditBox_Y, &fEditBox_W, &fEditBox_H});
+  showOnCanvas(std::make_unique<KPRectParameterView>(canvasTitle(), false, *this));
   reset();
+  KPProperty rectangle = property([this] { return Value(vectorWithRect(rectValue())); },
+                                  [this](const Value& v) { setRectValue(vello::rectValue(*v.vector())); });
+  rectangle.validate = wholeRect;
+  geometryParameterView()->bind(std::move(rectangle));
+  using Self = KPRectParameterController;
+  bindNumber(fEditBox_X, &Self::xValue, &Self::setXValue, &Self::wholeNumber);
+  bindNumber(fEditBox_Y, &Self::yValue, &Self::setYValue, &Self::wholeNumber);
+  bindNumber(fEditBox_W, &Self::widthValue, &Self::setWidthValue, &Self::wholeNumber);
+  bindNumber(fEditBox_H, &Self::heightValue, &Self::setHeightValue, &Self::wholeNumber);
 }
 
 void KPRectParameterController::reset() {
   setRectValue(KPRectTemplate(fImageBounds).GetConstrainedRect(rectValue()));
-}
-
-void KPRectParameterController::removingFilter() {
-  withdrawPositionControl();
-  KPGeometryParameterController::removingFilter();
 }
 
 CGRect KPRectParameterController::rectValue() const { return vello::rectValue(filterVector()); }

@@ -11,9 +11,13 @@ class KPRectParameterController : public KPGeometryParameterController {
                                                                         std::string parameter);
   using KPGeometryParameterController::KPGeometryParameterController;
 
+  KPEditBox& editBoxX() { return fEditBox_X; }
+  KPEditBox& editBoxY() { return fEditBox_Y; }
+  KPEditBox& editBoxW() { return fEditBox_W; }
+  KPEditBox& editBoxH() { return fEditBox_H; }
+
   // Clips the rectangle to the image; restores no default.
   void reset() override;
-  void removingFilter() override;
 
   CGRect rectValue() const;
   void setRectValue(const CGRect& rect);
@@ -29,6 +33,9 @@ class KPRectParameterController : public KPGeometryParameterController {
  protected:
   void initControls() override;
   void observeValueForKeyPath(std::string_view keyPath) override;
+
+ private:
+  KPEditBox fEditBox_X, fEditBox_Y, fEditBox_W, fEditBox_H;
 };
 
 }  // namespace vello

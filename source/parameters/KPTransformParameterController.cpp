@@ -1,12 +1,20 @@
 #include "source/parameters/KPTransformParameterController.h"
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
+#include "source/parameters/number_rounding.h"
 #include "source/parameters/scoped_value.h"
+#include "source/screen/KPLocalizedString.h"
 
 namespace vello {
 namespace {
+
+constexpr const char* kOriginLabelKey = "kKPImageFilter_OriginParameterLabel";
+constexpr float kMinScale = 0.001f, kMaxScale = 5;
+constexpr float kMinClampScale = 0.5f;  // repeated edges of a picture smaller than that fill the view
+constexpr float kFullTurn = 360, kMaxSkew = 90;  // degrees
 
 double radians(double degrees) { return degrees * std::numbers::pi / 180; }
 
@@ -35,9 +43,47 @@ std::unique_ptr<KPTransformParameterController> KPTransformParameterController::
   return create<KPTransformParameterController>(std::move(filter), std::move(parameter));
 }
 
+KPTransformParameterController::KPTransformParameterController(std::shared_ptr<CIFilter> filter,
+                                                               std::string parameter)
+    : KPVector2DParameterController(std::move(filter), std::move(parameter)),
+      fMinScale(fFilter->name() == "CIAffineClamp" ? kMinClampScale : kMinScale) {}
+
 void KPTransformParameterController::initControls() {
   KPVector2DParameterController::initControls();
+  initTransformControls();
   reset();
+}
+
+void KPTransformParameterController::initTransformControls() {
+  const std::string origin = KPLocalizedString(kOriginLabelKey);
+  fLabel.setText(origin);
+  geometryParameterView()->setTitle(canvasTitle(origin));
+  initEditBoxes(
+      {&fEditBox_X, &fEditBox_Y, &fScaleEditBox_X, &fScaleEditBox_Y, &fRotateEditBox, &fSkewEditBox});
+  for (KPSlider* slider : {&fScaleSlider_X, &fScaleSlider_Y}) slider->setRange(fMinScale, kMaxScale);
+  fRotateSlider.setRange(0, kFullTurn);
+  fSkewSlider.setRange(-kMaxSkew, kMaxSkew);
+  using Self = KPTransformParameterController;
+  bindBoth(fScaleSlider_X, fScaleEditBox_X, &Self::xScale, &Self::setXScale, &Self::validateScale);
+  bindBoth(fScaleSlider_Y, fScaleEditBox_Y, &Self::yScale, &Self::setYScale, &Self::validateScale);
+  bindBoth(fRotateSlider, fRotateEditBox, &Self::rotation, &Self::setRotation, &Self::validateRotation);
+  bindBoth(fSkewSlider, fSkewEditBox, &Self::skew, &Self::setSkew, &Self::validateSkew);
+}
+
+Value KPTransformParameterController::validateScale(float scale) const {
+  return roundedWithin(scale, fMinScale, kMaxScale);
+}
+
+Value KPTransformParameterController::validateRotation(float degrees) const {
+  return roundedWithin(degrees, 0, kFullTurn);
+}
+
+Value KPTransformParameterController::validateSkew(float degrees) const {
+  return roundedWithin(degrees, -kMaxSkew, kMaxSkew);
+}
+
+Value KPTransformParameterController::roundedWithin(float value, float from, float to) const {
+  return numberWithFloat(std::min(std::max(value, from), to), kMaxFractionalDigits);
 }
 
 void KPTransformParameterController::reset() {

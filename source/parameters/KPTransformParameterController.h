@@ -11,7 +11,16 @@ class KPTransformParameterController : public KPVector2DParameterController {
  public:
   static std::unique_ptr<KPTransformParameterController> controllerForFilter(std::shared_ptr<CIFilter> filter,
                                                                              std::string parameter);
-  using KPVector2DParameterController::KPVector2DParameterController;
+  KPTransformParameterController(std::shared_ptr<CIFilter> filter, std::string parameter);
+
+  KPSlider& scaleSliderX() { return fScaleSlider_X; }
+  KPSlider& scaleSliderY() { return fScaleSlider_Y; }
+  KPSlider& rotateSlider() { return fRotateSlider; }
+  KPSlider& skewSlider() { return fSkewSlider; }
+  KPEditBox& scaleEditBoxX() { return fScaleEditBox_X; }
+  KPEditBox& scaleEditBoxY() { return fScaleEditBox_Y; }
+  KPEditBox& rotateEditBox() { return fRotateEditBox; }
+  KPEditBox& skewEditBox() { return fSkewEditBox; }
 
   void setValueFromDict(const PropertyListDictionary& dict, const CGRect& imageRect) override;
   void addValueToDict(PropertyListDictionary& dict, const CGRect& imageRect) const override;
@@ -37,8 +46,22 @@ class KPTransformParameterController : public KPVector2DParameterController {
   void observeValueForKeyPath(std::string_view keyPath) override;
 
  private:
+  void initTransformControls();
+  template <class... Access>
+  void bindBoth(KPSlider& slider, KPEditBox& box, Access... access) {
+    bindNumber(slider, access...);
+    bindNumber(box, access...);
+  }
   void setModelTransform();
+  // What the user enters, clamped and rounded in decimal.
+  Value validateScale(float scale) const;
+  Value validateRotation(float degrees) const;
+  Value validateSkew(float degrees) const;
+  Value roundedWithin(float value, float from, float to) const;
 
+  KPSlider fScaleSlider_X, fScaleSlider_Y, fRotateSlider, fSkewSlider;
+  KPEditBox fScaleEditBox_X, fScaleEditBox_Y, fRotateEditBox, fSkewEditBox;
+  float fMinScale;
   float fTranslate_X = 0, fTranslate_Y = 0;
   float fScale_X = 1, fScale_Y = 1;
   float fRotation = 0;  // degrees, 360 minus the angle shown

@@ -1,5 +1,6 @@
 #include "source/parameters/KPVector2DParameterController.h"
 
+#include "source/geometry/KPPositionParameterView.h"
 #include "source/geometry/KPRectTemplate.h"
 #include "source/parameters/vector_encoding.h"
 
@@ -11,17 +12,18 @@ std::unique_ptr<KPVector2DParameterController> KPVector2DParameterController::co
 }
 
 void KPVector2DParameterController::initControls() {
-  announcePositionControl();
+  KPGeometryParameterController::initControls();
+  initEditBoxes({&fEditBox_X, &fEditBox_Y});
+  showOnCanvas(std::make_unique<KPPositionParameterView>(canvasTitle(), *this));
   reset();
+  bindPosition([this] { return positionValue(); }, [this](CGPoint p) { setPositionValue(p); });
+  using Self = KPVector2DParameterController;
+  bindNumber(fEditBox_X, &Self::xValue, &Self::setXValue, &Self::wholeXInImage);
+  bindNumber(fEditBox_Y, &Self::yValue, &Self::setYValue, &Self::wholeYInImage);
 }
 
 void KPVector2DParameterController::reset() {
   setPositionValue(KPRectTemplate(fImageBounds).ConstrainedPoint(positionValue()));
-}
-
-void KPVector2DParameterController::removingFilter() {
-  withdrawPositionControl();
-  KPGeometryParameterController::removingFilter();
 }
 
 CGPoint KPVector2DParameterController::positionValue() const { return pointValue(filterVector()); }

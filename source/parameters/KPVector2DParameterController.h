@@ -11,9 +11,11 @@ class KPVector2DParameterController : public KPGeometryParameterController {
                                                                             std::string parameter);
   using KPGeometryParameterController::KPGeometryParameterController;
 
+  KPEditBox& editBoxX() { return fEditBox_X; }
+  KPEditBox& editBoxY() { return fEditBox_Y; }
+
   // Moves the position to the nearest point inside the image; restores no default.
   void reset() override;
-  void removingFilter() override;
 
   virtual CGPoint positionValue() const;
   virtual void setPositionValue(CGPoint position);
@@ -25,6 +27,8 @@ class KPVector2DParameterController : public KPGeometryParameterController {
  protected:
   void initControls() override;
   void observeValueForKeyPath(std::string_view keyPath) override;
+
+  KPEditBox fEditBox_X, fEditBox_Y;
 };
 
 }  // namespace vello

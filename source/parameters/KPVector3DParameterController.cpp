@@ -1,5 +1,6 @@
 #include "source/parameters/KPVector3DParameterController.h"
 
+#include "source/geometry/KPPositionParameterView.h"
 #include "source/geometry/KPRectTemplate.h"
 #include "source/parameters/vector_encoding.h"
 
@@ -11,17 +12,19 @@ std::unique_ptr<KPVector3DParameterController> KPVector3DParameterController::co
 }
 
 void KPVector3DParameterController::initControls() {
-  announcePositionControl();
+  KPGeometryParameterController::initControls();
+  initEditBoxes({&fEditBox_X, &fEditBox_Y, &fEditBox_Z});
+  showOnCanvas(std::make_unique<KPPositionParameterView>(canvasTitle(), *this));
   reset();
+  bindPosition([this] { return positionValue(); }, [this](CGPoint p) { setPositionValue(p); });
+  using Self = KPVector3DParameterController;
+  bindNumber(fEditBox_X, &Self::xValue, &Self::setXValue, &Self::wholeXInImage);
+  bindNumber(fEditBox_Y, &Self::yValue, &Self::setYValue, &Self::wholeYInImage);
+  bindNumber(fEditBox_Z, &Self::zValue, &Self::setZValue, &Self::wholeNumber);
 }
 
 void KPVector3DParameterController::reset() {
   setPositionValue(KPRectTemplate(fImageBounds).ConstrainedPoint(positionValue()));
-}
-
-void KPVector3DParameterController::removingFilter() {
-  withdrawPositionControl();
-  KPGeometryParameterController::removingFilter();
 }
 
 CGPoint KPVector3DParameterController::positionValue() const { return pointValue(filterVector()); }

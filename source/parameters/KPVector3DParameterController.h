@@ -11,9 +11,12 @@ class KPVector3DParameterController : public KPGeometryParameterController {
                                                                             std::string parameter);
   using KPGeometryParameterController::KPGeometryParameterController;
 
+  KPEditBox& editBoxX() { return fEditBox_X; }
+  KPEditBox& editBoxY() { return fEditBox_Y; }
+  KPEditBox& editBoxZ() { return fEditBox_Z; }
+
   // Moves the position to the nearest point inside the image; restores no default.
   void reset() override;
-  void removingFilter() override;
 
   CGPoint positionValue() const;
   // Keeps z.
@@ -32,6 +35,8 @@ class KPVector3DParameterController : public KPGeometryParameterController {
  private:
   float component(int index) const { return static_cast<float>(filterVector().valueAtIndex(index)); }
   void setModelValue(CIVector value) { setFilterValueMuted(std::move(value)); }
+
+  KPEditBox fEditBox_X, fEditBox_Y, fEditBox_Z;
 };
 
 }  // namespace vello

@@ -7,6 +7,16 @@ std::unique_ptr<KPVector4DParameterController> KPVector4DParameterController::co
   return create<KPVector4DParameterController>(std::move(filter), std::move(parameter));
 }
 
+void KPVector4DParameterController::initControls() {
+  KPGeometryParameterController::initControls();
+  initEditBoxes({&fEditBox_X, &fEditBox_Y, &fEditBox_Z, &fEditBox_W});
+  using Self = KPVector4DParameterController;
+  bindNumber(fEditBox_X, &Self::xValue, &Self::setXValue);
+  bindNumber(fEditBox_Y, &Self::yValue, &Self::setYValue);
+  bindNumber(fEditBox_Z, &Self::zValue, &Self::setZValue);
+  bindNumber(fEditBox_W, &Self::wValue, &Self::setWValue);
+}
+
 void KPVector4DParameterController::observeValueForKeyPath(std::string_view keyPath) {
   // The whole vector, nil included: it is written back as it stands.
   if (!fMute && keyPath == fKey) setFilterValueMuted(filterValue());

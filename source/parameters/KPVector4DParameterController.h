@@ -11,6 +11,11 @@ class KPVector4DParameterController : public KPGeometryParameterController {
                                                                             std::string parameter);
   using KPGeometryParameterController::KPGeometryParameterController;
 
+  KPEditBox& editBoxX() { return fEditBox_X; }
+  KPEditBox& editBoxY() { return fEditBox_Y; }
+  KPEditBox& editBoxZ() { return fEditBox_Z; }
+  KPEditBox& editBoxW() { return fEditBox_W; }
+
   float xValue() const { return component(0); }
   float yValue() const { return component(1); }
   float zValue() const { return component(2); }
@@ -21,11 +26,14 @@ class KPVector4DParameterController : public KPGeometryParameterController {
   void setWValue(float w) { setModelValue({xValue(), yValue(), zValue(), w}); }
 
  protected:
+  void initControls() override;
   void observeValueForKeyPath(std::string_view keyPath) override;
 
  private:
   float component(int index) const { return static_cast<float>(filterVector().valueAtIndex(index)); }
   void setModelValue(CIVector value) { setFilterValueMuted(std::move(value)); }
+
+  KPEditBox fEditBox_X, fEditBox_Y, fEditBox_Z, fEditBox_W;
 };
 
 }  // namespace vello

@@ -12,10 +12,9 @@
 #include "platform/notification_center.h"
 #include "source/parameters/parameter_view_controller.h"
 #include "source/screen/notifications.h"
+#include "tests/source/geometry/canvas_fixture.h"
 
 namespace vello {
-
-inline CGRect rect(double x, double y, double w, double h) { return {{x, y}, {w, h}}; }
 
 inline CIImage noPicture(const Values&) { return CIImage::emptyImage(); }
 

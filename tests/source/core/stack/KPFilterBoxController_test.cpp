@@ -5,7 +5,7 @@
 #include "platform/exception.h"
 #include "platform/preferences.h"
 #include "source/core/stack/host_defaults.h"
-#include "source/parameters/KPCoreImageParameterController.h"
+#include "source/parameters/KPDialParameterController.h"
 #include "source/screen/notifications.h"
 #include "tests/source/core/session_support.h"
 
@@ -109,6 +109,70 @@ TEST_F(BoxTest, EveryChangeIsAnnouncedOnceUntilTheBoxLeaves) {
   box.removingFilter();
   box.coreFilter()->setValueForKey(4.0, "inputRadius");
   EXPECT_EQ(senders.size(), 2u);
+}
+
+template <class C>
+C& control(const KPFilterBoxController& box, std::string_view key) {
+  for (const auto& controller : box.parameterControllers())
+    if (controller->key() == key) return dynamic_cast<C&>(*controller);
+  throw std::out_of_range(std::string(key));
+}
+
+TEST_F(BoxTest, NumbersAreShownInTheUnitsOfTheirKind) {
+  const struct {
+    const char *filter, *key;
+    double value;
+    const char* shown;
+    double sliderMax;
+  } rows[] = {
+      {"CIDissolveTransition", "inputTime", 0.25, "25.00", 1},
+      {"CIGaussianBlur", "inputRadius", 7.5, "7.50", 100},
+      {"CIHueAdjust", "inputAngle", 0, "180.00", 360},                      // a dial: a full turn
+      {"CITwirlDistortion", "inputAngle", 0.5235988, "30.00", 12.5663706},  // degrees
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.filter);
+    KPFilterBoxController box(row.filter, stack);
+    auto& slider = control<KPSliderParameterController>(box, row.key);
+    box.coreFilter()->setValueForKey(row.value, row.key);
+    EXPECT_EQ(slider.editBox().stringValue(), row.shown);
+    EXPECT_NEAR(slider.slider().maxValue(), row.sliderMax, 1e-5);
+  }
+  KPFilterBoxController hue("CIHueAdjust", stack);
+  auto& dial = control<KPDialParameterController>(hue, "inputAngle");
+  dial.slider().userMovedTo(90.4);
+  EXPECT_EQ(dial.editBox().stringValue(), "90.00") << "the dial turns in whole degrees";
+  dial.editBox().userTyped("90,4");
+  EXPECT_EQ(dial.editBox().stringValue(), "90.40") << "the edit box takes any";
+}
+
+TEST_F(BoxTest, TheKeyboardsFocusGoesRoundAllEditBoxes) {
+  // Controls without an edit box are left out: a colour, an image.
+  for (const char* filter : {"CICheckerboardGenerator", "CITwirlDistortion", "CIAffineTransform"}) {
+    SCOPED_TRACE(filter);
+    const KPFilterBoxController box(filter, stack);
+    std::vector<const KPControl*> visited;
+    const KPEditBox* first = nullptr;
+    size_t lasts = 0;
+    for (const auto& controller : box.parameterControllers())
+      if (!first) first = controller->firstEditBox();
+    ASSERT_NE(first, nullptr);
+    for (const KPControl* at = first; at && visited.size() < 100; at = at->nextKeyView()) {
+      visited.push_back(at);
+      if (at->nextKeyView() == first) break;
+    }
+    for (const auto& controller : box.parameterControllers()) {
+      if (!controller->firstEditBox()) continue;
+      const auto from = std::find(visited.begin(), visited.end(), controller->firstEditBox());
+      const auto to = std::find(visited.begin(), visited.end(), controller->lastEditBox());
+      ASSERT_NE(to, visited.end()) << controller->key();
+      EXPECT_LE(from, to) << controller->key();
+      EXPECT_GE(static_cast<size_t>(from - visited.begin()), lasts) << "in the order of the controls";
+      lasts = static_cast<size_t>(to - visited.begin());
+    }
+    EXPECT_EQ(lasts + 1, visited.size());
+    EXPECT_EQ(visited.back()->nextKeyView(), first);
+  }
 }
 
 TEST_F(BoxTest, TheAddButtonAsksForADuplicateWithTheOptionKey) {
