@@ -2,6 +2,7 @@
 // filter's input is the image already in place. In a chain it is the file's path with the placement.
 #pragma once
 
+#include "source/geometry/KPRectParameterView.h"
 #include "source/parameters/KPCoreImageParameterController.h"
 #include "source/parameters/parameter_view_controller.h"
 
@@ -14,8 +15,12 @@ class KPImageParameterController : public KPCoreImageParameterController,
                                                                          std::string parameter);
   KPImageParameterController(std::shared_ptr<CIFilter> filter, std::string parameter);
 
-  KPGeometryParameterView* geometryParameterView() const override { return nullptr; }
-  void setImageBounds(const CGRect& bounds) override { fImageBounds = bounds; }
+  KPLabel& label() { return fLabelView; }
+  KPImageWell& imageView() { return fImageView; }
+  KPButton& chooseButton() { return fChooseButton; }
+  // nullptr for an image without a place of its own.
+  KPGeometryParameterView* geometryParameterView() const override { return fRectView.get(); }
+  void setImageBounds(const CGRect& bounds) override;
 
   // The file's picture; its placement only when it was written over the same image rectangle. A file that
   // cannot be read changes nothing.
@@ -26,24 +31,42 @@ class KPImageParameterController : public KPCoreImageParameterController,
   void reset() override;
   void removingFilter() override;
 
-  // Where the image lies: its extent. Setting it moves and scales the image; an empty rectangle, or one that
-  // holds no number, is ignored.
+  // Where the image lies: its extent. Setting it moves and scales the image; an empty rectangle is ignored,
+  // one that is not finite refused with a log line.
   CGRect rectValue() const;
   void setRectValue(const CGRect& rect);
   // Empty for an image that came from no file.
   const std::string& sourceImageFilename() const { return fSourceImageFilename; }
+  // Loads the file, as a drop of it on the well does.
+  void setSourceImageFilename(const std::string& path) { setImageParameterWithPath(path); }
   // False, and nothing changes, when the file cannot be read.
   bool setImageParameterWithPath(const std::string& path);
-  // Centres the image, scales it down to fit, and gives it to the filter; nil is ignored.
+  // Centres the image, scales it down to fit, and gives it to the filter. Nil is ignored; an image without a
+  // pixel, or without bounds, is refused with a log line.
   void setImageParameterWithImage(CIImage image);
 
  protected:
   void initControls() override;
 
  private:
+  void initWell();
+  void initRectView();
+  void chooseImage();
+  void imageChanged();
   CIImage filterImage() const;
+  bool canBePlaced(const CIImage& image) const;
+  void setPlacedImage(CIImage image);
   CGRect centeredAndConstrainedBounds(const CGRect& rect) const;
+  // A dragged rectangle as it is taken: inside the image, not without a size.
+  CGRect validateRectValue(const CGRect& proposed) const;
 
+  KPLabel fLabelView;
+  KPImageWell fImageView;
+  KPButton fChooseButton;
+  std::unique_ptr<KPRectParameterView> fRectView;
+  // The image before it was placed, and as this controller placed it. Every placement starts from the former:
+  // a thousand of them leave the numbers of one, and a chain gives back the same.
+  CIImage fUnplacedImage, fPlacedImage;
   std::string fSourceImageFilename;
   CGRect fImageBounds;  // zero until the canvas has answered
   bool fCanManipulateImage;

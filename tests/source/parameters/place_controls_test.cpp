@@ -6,6 +6,7 @@
 
 #include "source/geometry/KPPositionParameterView.h"
 #include "source/geometry/KPRectParameterView.h"
+#include "source/parameters/KPImageParameterController.h"
 #include "source/parameters/KPOffsetParameterController.h"
 #include "source/parameters/KPRectParameterController.h"
 #include "source/parameters/KPVector2DParameterController.h"
@@ -219,6 +220,23 @@ TEST_F(PlaceDrag, AThousandEventsOnAHandleLeaveNoDrift) {
   tracker->mouseUp(at({300, 250}));
   EXPECT_EQ(places.vector("inputRectangle"), (CIVector{100, 100, 200, 150}));
   EXPECT_LE(changes.take().size(), 1002u) << "an event writes once";
+}
+
+TEST_F(PlaceDrag, AnImageKeepsItsProportionsAndARectangleDoesNot) {
+  Places places(rect(0, 0, 1000, 1000));
+  const auto image = KPImageParameterController::controllerForFilter(places.filter, "inputMaskImage");
+  const auto plain = CIFilter::filterWithName("CIConstantColorGenerator");
+  image->setImageParameterWithImage(plain->outputImage().imageByCroppingToRect(rect(0, 0, 200, 100)));
+  image->setRectValue(rect(100, 100, 200, 100));
+  places.frame->setRectValue(rect(100, 100, 200, 100));
+  KPGeometryParameterView* const views[] = {image->geometryParameterView(), &places.frameView()};
+  for (KPGeometryParameterView* view : views) {
+    canvas_.addSubview(*view);
+    drag(*view, {300, 200}, {500, 210});
+    view->removeFromSuperview();
+  }
+  EXPECT_EQ(image->rectValue(), rect(100, 100, 220, 110));
+  EXPECT_EQ(places.frame->rectValue(), rect(100, 100, 400, 110));
 }
 
 }  // namespace
