@@ -2,6 +2,7 @@
 # Installs what the build and the tests need, on Debian 12 and its kin. Does nothing when all is there.
 #   setup.sh          compilers, libraries, test tools
 #   setup.sh --fuzz   also Clang, for scripts/fuzz.sh and scripts/tidy.sh
+#   setup.sh --bench  also the programs that scripts/bench.sh compares with
 set -euo pipefail
 . "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
@@ -13,7 +14,8 @@ packages=(
 case "${1:-}" in
   '') ;;
   --fuzz) packages+=(clang-14 clang-tidy-14 libclang-rt-14-dev llvm-14) ;;
-  *) fail "usage: setup.sh [--fuzz]" ;;
+  --bench) packages+=(gegl libvips-tools libvips-dev imagemagick gmic) ;;
+  *) fail "usage: setup.sh [--fuzz|--bench]" ;;
 esac
 
 command -v dpkg-query >/dev/null || fail "this is not Debian; install by hand: ${packages[*]}"
