@@ -45,7 +45,7 @@ std::shared_ptr<CIFilter> filterWithDefaults(const char* name) {
 // A property that rounds what the user drags to whole pixels, like the controllers' own.
 KPProperty wholeProperty(CIFilter& filter, const char* key, std::function<void(const CIVector&)> set) {
   return {[&filter, key] { return filter.valueForKey(key); },
-          [set](const Value& value) { set(*value.vector()); },
+          [set = std::move(set)](const Value& value) { set(*value.vector()); },
           [&filter, key](std::function<void()> changed) { return filter.observe(key, std::move(changed)); },
           [](const Value& proposed) -> std::optional<Value> {
             std::vector<double> values = proposed.vector()->values();
@@ -67,7 +67,7 @@ void dragInCircles(benchmark::State& state, KPGeometryParameterView& view, CGPoi
   const CGPoint start = canvas.convertPointToView(grip, nullptr);
   tracker->mouseDown({KPEventType::LeftMouseDown, start});
   int64_t i = 0;
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     const double angle = 0.01 * static_cast<double>(++i);
     tracker->mouseDrag(
         {KPEventType::LeftMouseDragged, {start.x + 90 * std::cos(angle), start.y + 90 * std::sin(angle)}});

@@ -10,12 +10,15 @@ namespace vello {
 class KPPointTemplate : public CGPoint {
  public:
   KPPointTemplate() = default;
-  KPPointTemplate(float px, float py) : CGPoint{px, py} {}
+  KPPointTemplate(float px, float py) { Set(px, py); }
   KPPointTemplate(const CGPoint& point) : CGPoint(point) {}
 
   float x() const { return static_cast<float>(CGPoint::x); }
   float y() const { return static_cast<float>(CGPoint::y); }
-  void Set(float px, float py) { *this = KPPointTemplate(px, py); }
+  void Set(float px, float py) {
+    SetX(px);
+    SetY(py);
+  }
   void SetX(float px) { CGPoint::x = px; }
   void SetY(float py) { CGPoint::y = py; }
 

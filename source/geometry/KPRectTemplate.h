@@ -16,7 +16,10 @@ namespace vello {
 class KPRectTemplate : public CGRect {
  public:
   KPRectTemplate() = default;
-  KPRectTemplate(float x, float y, float width, float height) : CGRect{{x, y}, {width, height}} {}
+  KPRectTemplate(float x, float y, float width, float height) {
+    MoveTo(x, y);
+    Resize(width, height);
+  }
   KPRectTemplate(const CGRect& rect) : CGRect(rect) {}
   // The rectangle two opposite corners span.
   KPRectTemplate(const KPPointTemplate& a, const KPPointTemplate& b);

@@ -10,12 +10,15 @@ namespace vello {
 class KPSizeTemplate : public CGSize {
  public:
   KPSizeTemplate() = default;
-  KPSizeTemplate(float w, float h) : CGSize{w, h} {}
+  KPSizeTemplate(float w, float h) { Set(w, h); }
   KPSizeTemplate(const CGSize& size) : CGSize(size) {}
 
   float Width() const { return static_cast<float>(width); }
   float Height() const { return static_cast<float>(height); }
-  void Set(float w, float h) { *this = KPSizeTemplate(w, h); }
+  void Set(float w, float h) {
+    SetWidth(w);
+    SetHeight(h);
+  }
   void SetWidth(float w) { width = w; }
   void SetHeight(float h) { height = h; }
 

@@ -59,36 +59,35 @@ TEST(RectHandles, StandOnCornersAndMiddles) {
 TEST(RectHandles, ADragMovesItsEdgesAndCrossesTheOppositeOnes) {
   struct Row {
     const char* name;
-    KPRectHandle handle;
+    KPRectHandle handle, dragged;
     KPPointTemplate to;
-    KPRectHandle dragged;
     CGRect expected;
   };
   const Row rows[] = {
-      {"top left", kRectHandleTopLeft, {20, 5}, kRectHandleTopLeft, rect(20, 5, 90, 55)},
-      {"onto the far corner", kRectHandleTopLeft, {110, 60}, kRectHandleTopLeft, rect(110, 60, 0, 0)},
-      {"top left, right", kRectHandleTopLeft, {150, 20}, kRectHandleTopRight, rect(110, 20, 40, 40)},
-      {"top left, down", kRectHandleTopLeft, {20, 80}, kRectHandleBottomLeft, rect(20, 60, 90, 20)},
-      {"top left, both", kRectHandleTopLeft, {150, 80}, kRectHandleBottomRight, rect(110, 60, 40, 20)},
-      {"top right", kRectHandleTopRight, {120, 20}, kRectHandleTopRight, rect(10, 20, 110, 40)},
-      {"top right, left", kRectHandleTopRight, {0, 20}, kRectHandleTopLeft, rect(0, 20, 10, 40)},
-      {"top right, down", kRectHandleTopRight, {90, 80}, kRectHandleBottomRight, rect(10, 60, 80, 20)},
-      {"top right, both", kRectHandleTopRight, {0, 80}, kRectHandleBottomLeft, rect(0, 60, 10, 20)},
-      {"bottom left", kRectHandleBottomLeft, {20, 50}, kRectHandleBottomLeft, rect(20, 10, 90, 40)},
-      {"bottom left, up", kRectHandleBottomLeft, {20, 0}, kRectHandleTopLeft, rect(20, 0, 90, 10)},
-      {"bottom left, right", kRectHandleBottomLeft, {130, 50}, kRectHandleBottomRight, rect(110, 10, 20, 40)},
-      {"bottom left, both", kRectHandleBottomLeft, {130, 0}, kRectHandleTopRight, rect(110, 0, 20, 10)},
-      {"bottom right", kRectHandleBottomRight, {50, 50}, kRectHandleBottomRight, rect(10, 10, 40, 40)},
-      {"bottom right, up", kRectHandleBottomRight, {50, 0}, kRectHandleTopRight, rect(10, 0, 40, 10)},
-      {"bottom right, left", kRectHandleBottomRight, {0, 50}, kRectHandleBottomLeft, rect(0, 10, 10, 40)},
-      {"bottom right, both", kRectHandleBottomRight, {0, 0}, kRectHandleTopLeft, rect(0, 0, 10, 10)},
-      {"middle top", kRectHandleMiddleTop, {999, 20}, kRectHandleMiddleTop, rect(10, 20, 100, 40)},
-      {"middle top, down", kRectHandleMiddleTop, {0, 70}, kRectHandleMiddleBottom, rect(10, 60, 100, 10)},
-      {"middle bottom, up", kRectHandleMiddleBottom, {0, 0}, kRectHandleMiddleTop, rect(10, 0, 100, 10)},
-      {"middle left", kRectHandleMiddleLeft, {30, 999}, kRectHandleMiddleLeft, rect(30, 10, 80, 50)},
-      {"middle left, right", kRectHandleMiddleLeft, {130, 0}, kRectHandleMiddleRight, rect(110, 10, 20, 50)},
-      {"middle right, left", kRectHandleMiddleRight, {0, 0}, kRectHandleMiddleLeft, rect(0, 10, 10, 50)},
-      {"none", kRectHandleNone, {0, 0}, kRectHandleNone, kRect},
+      {"top left", kRectHandleTopLeft, kRectHandleTopLeft, {20, 5}, rect(20, 5, 90, 55)},
+      {"onto the far corner", kRectHandleTopLeft, kRectHandleTopLeft, {110, 60}, rect(110, 60, 0, 0)},
+      {"top left, right", kRectHandleTopLeft, kRectHandleTopRight, {150, 20}, rect(110, 20, 40, 40)},
+      {"top left, down", kRectHandleTopLeft, kRectHandleBottomLeft, {20, 80}, rect(20, 60, 90, 20)},
+      {"top left, both", kRectHandleTopLeft, kRectHandleBottomRight, {150, 80}, rect(110, 60, 40, 20)},
+      {"top right", kRectHandleTopRight, kRectHandleTopRight, {120, 20}, rect(10, 20, 110, 40)},
+      {"top right, left", kRectHandleTopRight, kRectHandleTopLeft, {0, 20}, rect(0, 20, 10, 40)},
+      {"top right, down", kRectHandleTopRight, kRectHandleBottomRight, {90, 80}, rect(10, 60, 80, 20)},
+      {"top right, both", kRectHandleTopRight, kRectHandleBottomLeft, {0, 80}, rect(0, 60, 10, 20)},
+      {"bottom left", kRectHandleBottomLeft, kRectHandleBottomLeft, {20, 50}, rect(20, 10, 90, 40)},
+      {"bottom left, up", kRectHandleBottomLeft, kRectHandleTopLeft, {20, 0}, rect(20, 0, 90, 10)},
+      {"bottom left, right", kRectHandleBottomLeft, kRectHandleBottomRight, {130, 50}, rect(110, 10, 20, 40)},
+      {"bottom left, both", kRectHandleBottomLeft, kRectHandleTopRight, {130, 0}, rect(110, 0, 20, 10)},
+      {"bottom right", kRectHandleBottomRight, kRectHandleBottomRight, {50, 50}, rect(10, 10, 40, 40)},
+      {"bottom right, up", kRectHandleBottomRight, kRectHandleTopRight, {50, 0}, rect(10, 0, 40, 10)},
+      {"bottom right, left", kRectHandleBottomRight, kRectHandleBottomLeft, {0, 50}, rect(0, 10, 10, 40)},
+      {"bottom right, both", kRectHandleBottomRight, kRectHandleTopLeft, {0, 0}, rect(0, 0, 10, 10)},
+      {"middle top", kRectHandleMiddleTop, kRectHandleMiddleTop, {999, 20}, rect(10, 20, 100, 40)},
+      {"middle top, down", kRectHandleMiddleTop, kRectHandleMiddleBottom, {0, 70}, rect(10, 60, 100, 10)},
+      {"middle bottom, up", kRectHandleMiddleBottom, kRectHandleMiddleTop, {0, 0}, rect(10, 0, 100, 10)},
+      {"middle left", kRectHandleMiddleLeft, kRectHandleMiddleLeft, {30, 999}, rect(30, 10, 80, 50)},
+      {"middle left, right", kRectHandleMiddleLeft, kRectHandleMiddleRight, {130, 0}, rect(110, 10, 20, 50)},
+      {"middle right, left", kRectHandleMiddleRight, kRectHandleMiddleLeft, {0, 0}, rect(0, 10, 10, 50)},
+      {"none", kRectHandleNone, kRectHandleNone, {0, 0}, kRect},
   };
   for (const Row& row : rows) {
     KPRectTemplate r = kRect;
@@ -101,24 +100,24 @@ TEST(RectHandles, ADragKeepsTheRatio) {
   struct Row {
     const char* name;
     KPRectHandle handle;
-    KPPointTemplate to;
     float ratio;
+    KPPointTemplate to;
     CGRect expected;
   };
   const Row rows[] = {
-      {"corner, too wide", kRectHandleBottomRight, {210, 60}, 2, rect(10, 10, 100, 50)},
-      {"corner, too high", kRectHandleBottomRight, {50, 60}, 2, rect(10, 10, 40, 20)},
-      {"top left keeps bottom right", kRectHandleTopLeft, {70, 10}, 2, rect(70, 40, 40, 20)},
-      {"top right keeps bottom left", kRectHandleTopRight, {50, 10}, 2, rect(10, 40, 40, 20)},
-      {"bottom left keeps top right", kRectHandleBottomLeft, {10, 30}, 2, rect(70, 10, 40, 20)},
-      {"top: centred, bottom stays", kRectHandleMiddleTop, {0, 40}, 2, rect(40, 40, 40, 20)},
-      {"bottom: centred, top stays", kRectHandleMiddleBottom, {0, 30}, 2, rect(40, 10, 40, 20)},
-      {"left: centred, right stays", kRectHandleMiddleLeft, {70, 0}, 2, rect(70, 25, 40, 20)},
-      {"right: centred, left stays", kRectHandleMiddleRight, {50, 0}, 2, rect(10, 25, 40, 20)},
-      {"crossed over", kRectHandleTopLeft, {150, 20}, 2, rect(110, 40, 40, 20)},
-      {"no ratio", kRectHandleBottomRight, {50, 30}, 0, rect(10, 10, 40, 20)},
-      {"ratio of an empty rectangle", kRectHandleBottomRight, {50, 30}, NAN, rect(10, 10, 40, 20)},
-      {"infinite ratio", kRectHandleMiddleTop, {50, 30}, INFINITY, rect(10, 30, 100, 30)},
+      {"corner, too wide", kRectHandleBottomRight, 2, {210, 60}, rect(10, 10, 100, 50)},
+      {"corner, too high", kRectHandleBottomRight, 2, {50, 60}, rect(10, 10, 40, 20)},
+      {"top left keeps bottom right", kRectHandleTopLeft, 2, {70, 10}, rect(70, 40, 40, 20)},
+      {"top right keeps bottom left", kRectHandleTopRight, 2, {50, 10}, rect(10, 40, 40, 20)},
+      {"bottom left keeps top right", kRectHandleBottomLeft, 2, {10, 30}, rect(70, 10, 40, 20)},
+      {"top: centred, bottom stays", kRectHandleMiddleTop, 2, {0, 40}, rect(40, 40, 40, 20)},
+      {"bottom: centred, top stays", kRectHandleMiddleBottom, 2, {0, 30}, rect(40, 10, 40, 20)},
+      {"left: centred, right stays", kRectHandleMiddleLeft, 2, {70, 0}, rect(70, 25, 40, 20)},
+      {"right: centred, left stays", kRectHandleMiddleRight, 2, {50, 0}, rect(10, 25, 40, 20)},
+      {"crossed over", kRectHandleTopLeft, 2, {150, 20}, rect(110, 40, 40, 20)},
+      {"no ratio", kRectHandleBottomRight, 0, {50, 30}, rect(10, 10, 40, 20)},
+      {"ratio of an empty rectangle", kRectHandleBottomRight, NAN, {50, 30}, rect(10, 10, 40, 20)},
+      {"infinite ratio", kRectHandleMiddleTop, INFINITY, {50, 30}, rect(10, 30, 100, 30)},
   };
   for (const Row& row : rows) {
     KPRectTemplate r = kRect;
