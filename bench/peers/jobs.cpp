@@ -102,6 +102,8 @@ std::string geglBlur(double sigma) {
 std::string geglUnsharp() {
   return text("gegl:unsharp-mask std-dev=", kUnsharpSigma, " scale=", kUnsharpAmount);
 }
+// Without alpha: what its TIFF writer makes of alpha is no picture.
+constexpr char kGeglOpaque[] = "gegl:convert-format format=R'G'B'~u8";
 constexpr char kGeglMultiply[] = "gegl:multiply aux=[ gegl:load path=b.tif ]";
 std::string convertMatrix(const Matrix3& m) {
   std::string comma = joined(m, ",");
@@ -167,13 +169,17 @@ Command velloRotation(Size size) {
 }
 
 Job rotate(Size size) {
+  // Where the middle part of the larger rectangle begins that the turned picture fills.
+  const double angle = kTurnDegrees * std::acos(-1) / 180, c = std::cos(angle), s = std::sin(angle);
+  const double left = std::round((size.width * c + size.height * s - size.width) / 2);
+  const double top = std::round((size.height * c + size.width * s - size.height) / 2);
   return {
       "rotate",
       text("rotate by ", kTurnDegrees, " degrees"),
       false,
       {velloRotation(size),
-       gegl(text("gegl:rotate-on-center sampler=linear degrees=", kTurnDegrees,
-                 " gegl:crop width=", size.width, " height=", size.height)),
+       gegl(text("gegl:rotate-on-center sampler=linear degrees=", kTurnDegrees, " gegl:crop x=", left,
+                 " y=", top, " width=", size.width, " height=", size.height, " ", kGeglOpaque)),
        vipsLinear("rotate", "ours interpolates encoded values"),
        vips("rotate", "on encoded values, as ours interpolates"),
        convert(text("-virtual-pixel black -interpolate bilinear -filter point -distort SRT ", -kTurnDegrees),
