@@ -50,7 +50,8 @@ class BandWriter {
   StreamedPictureWriter writer_;
 };
 
-// Provides what a band reads and gives back what the bands before it were the last to read.
+// Provides what a band reads and gives back what the bands before it were the last to read. What is kept
+// whole is provided as a whole: it may be read in any order.
 class SourceReader {
  public:
   SourceReader(StreamedPicture& source, double& seconds) : source_(source), seconds_(seconds) {}
@@ -58,9 +59,10 @@ class SourceReader {
     const SecondsSpent spent(seconds_);
     for (const SourceRows& part : rows) {
       if (part.serial != source_.bitmap().serial()) continue;
-      source_.release(part.begin);
-      if (std::string problem = source_.provide(part.end); !problem.empty()) return problem;
-      provided_ = part.end;
+      const bool inMemory = source_.storage() == StreamedPicture::Storage::inMemory;
+      if (!inMemory) source_.release(part.begin);
+      provided_ = source_.isRowByRow() ? part.end : source_.bitmap().height();
+      if (std::string problem = source_.provide(provided_); !problem.empty()) return problem;
     }
     return {};
   }
