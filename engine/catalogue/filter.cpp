@@ -85,7 +85,8 @@ std::vector<std::string> CIFilter::inputKeys() const {
 }
 
 void CIFilter::setDefaults() {
-  for (const InputAttributes& input : attributes().inputs) setValueForKey(input.defaultValue, input.key);
+  for (const InputAttributes& input : attributes().inputs)
+    if (!input.defaultValue.isNil()) setValueForKey(input.defaultValue, input.key);
 }
 
 CIFilter::Input& CIFilter::input(std::string_view key) {

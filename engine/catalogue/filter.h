@@ -32,7 +32,7 @@ class CIFilter {
   const std::string& name() const { return attributes().name; }
   const FilterAttributes& attributes() const;
   std::vector<std::string> inputKeys() const;
-  // Every input gets its default; image inputs become nil.
+  // Every input that has a default gets it; others, such as images, are left as they are.
   void setDefaults();
   // Throws KPException "NSUndefinedKeyException" for a key the filter does not have.
   const Value& valueForKey(std::string_view key) const;

@@ -110,8 +110,8 @@ void KPTransformParameterController::setYScale(float scale) {
   setModelTransform();
 }
 
-void KPTransformParameterController::setRotation(float degrees) {
-  fRotation = 360 - degrees;
+void KPTransformParameterController::setStoredRotation(float degrees) {
+  fRotation = degrees;
   setModelTransform();
 }
 
@@ -158,7 +158,7 @@ void KPTransformParameterController::setValueFromDict(const PropertyListDictiona
                     single(numberIn(values, "ty") * imageRect.size.height + imageRect.origin.y)});
   setXScale(numberIn(values, "sx"));
   setYScale(numberIn(values, "sy"));
-  setRotation(360 - numberIn(values, "r"));
+  setStoredRotation(numberIn(values, "r"));
   setSkew(numberIn(values, "sk"));
 }
 

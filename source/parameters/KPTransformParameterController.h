@@ -36,7 +36,7 @@ class KPTransformParameterController : public KPVector2DParameterController {
   void setYScale(float scale);
   // Degrees, as shown: in the opposite sense to the rotation applied.
   float rotation() const { return 360 - fRotation; }
-  void setRotation(float degrees);
+  void setRotation(float degrees) { setStoredRotation(360 - degrees); }
   // Degrees; their radians are the shear factor.
   float skew() const { return fSkew; }
   void setSkew(float degrees);
@@ -52,6 +52,8 @@ class KPTransformParameterController : public KPVector2DParameterController {
     bindNumber(slider, access...);
     bindNumber(box, access...);
   }
+  // What a chain holds: no digit of it is lost.
+  void setStoredRotation(float degrees);
   void setModelTransform();
   // What the user enters, clamped and rounded in decimal.
   Value validateScale(float scale) const;

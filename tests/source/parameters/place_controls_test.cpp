@@ -74,6 +74,7 @@ TEST(PlaceControls, TypedNumbersAreRoundedAndPlacesHeldInTheImage) {
       {"above the image", flatY, "1,000.00", "inputPosition", 1, 300},
       {"an image off the origin", flatX, "-80,2", "inputPosition", 0, -80, rect(-100, 50, 200, 100)},
       {"below it", flatY, "0", "inputPosition", 1, 50, rect(-100, 50, 200, 100)},
+      {"a half below zero", flatX, "-80.5", "inputPosition", 0, -81, rect(-100, 50, 200, 100)},
       {"no image yet", flatX, "50", "inputPosition", 0, 0, CGRect()},
       {"one pixel", flatY, "7", "inputPosition", 1, 1, rect(0, 0, 1, 1)},
       {"a huge image", flatX, "29999.6", "inputPosition", 0, 30000, rect(0, 0, 30000, 30000)},
@@ -117,6 +118,9 @@ TEST(PlaceControls, TheHandleMovesThePlaceInWholePixelsInsideTheImage) {
     EXPECT_EQ(places.flat->positionValue(), row.value) << row.name;
     EXPECT_EQ(places.handle().position(), row.value) << row.name;
   }
+  Places left(rect(-100, 50, 200, 100));
+  left.handle().moveParameterTo({-80.5, 60});
+  EXPECT_EQ(left.flat->positionValue(), (CGPoint{-81, 60})) << "halves go away from zero";
   EXPECT_EQ(places.handle().title(), "Every Control Position");
   EXPECT_EQ(places.handle().constrainingRect(), kImage);
   EXPECT_EQ(places.flat->editBoxX().stringValue(), "20.00");
