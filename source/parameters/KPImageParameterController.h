@@ -4,6 +4,7 @@
 
 #include "source/geometry/KPRectParameterView.h"
 #include "source/parameters/KPCoreImageParameterController.h"
+#include "source/parameters/KPImageSourcePromise.h"
 #include "source/parameters/parameter_view_controller.h"
 
 namespace vello {
@@ -37,6 +38,10 @@ class KPImageParameterController : public KPCoreImageParameterController,
   void setRectValue(const CGRect& rect);
   // Empty for an image that came from no file.
   const std::string& sourceImageFilename() const { return fSourceImageFilename; }
+  // The filter's image, for whoever it is dragged to.
+  KPImageSourcePromise sourceImagePromise() const {
+    return KPImageSourcePromise::promiseWithCIImage(filterImage());
+  }
   // Loads the file, as a drop of it on the well does.
   void setSourceImageFilename(const std::string& path) { setImageParameterWithPath(path); }
   // False, and nothing changes, when the file cannot be read.

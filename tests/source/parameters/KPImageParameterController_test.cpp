@@ -216,6 +216,26 @@ TEST_F(KPImageParameterControllerTest, AnImageIsChosenOrDropped) {
   EXPECT_EQ(controller->rectValue(), rect(296, 297, 8, 6));
 }
 
+TEST_F(KPImageParameterControllerTest, AnImageDraggedOutIsATIFF) {
+  const Canvas canvas(rect(0, 0, 600, 600));
+  const auto controller = maskController(controlFilter());
+  controller->setImageParameterWithImage(CIImage::imageWithBitmap(plainBitmap(12, 8)));
+  const KPImageSourcePromise promise = controller->sourceImagePromise();
+  EXPECT_EQ(promise.provideDataForType("NSStringPboardType"), std::nullopt);
+  const auto tiff = promise.provideDataForType(NSTIFFPboardType);
+  ASSERT_TRUE(tiff.has_value());
+  const ImageReadResult read = readImage(tiff->span(), "dragged");
+  ASSERT_EQ(read.error, "");
+  EXPECT_EQ(read.info.format, ImageFormat::tiff);
+  EXPECT_EQ(read.bitmap.width(), 12);
+  EXPECT_EQ(read.bitmap.height(), 8);
+  EXPECT_EQ(read.bitmap.row(0)[0], 0x80);
+  EXPECT_EQ(read.bitmap.row(7)[47], 0x80) << "alpha";
+  EXPECT_TRUE(log_.empty());
+  EXPECT_EQ(KPImageSourcePromise::promiseWithCIImage({}).provideDataForType(NSTIFFPboardType), std::nullopt);
+  EXPECT_EQ(log_.size(), 1u);
+}
+
 TEST_F(KPImageParameterControllerTest, WithoutAScreenNothingIsChosen) {
   const Canvas canvas(rect(0, 0, 600, 600));
   const auto controller = maskController(controlFilter());
