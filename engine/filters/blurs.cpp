@@ -59,7 +59,8 @@ KERNEL Px middle(Px p, Px q, Px r) { return greatest(least(p, q), least(greatest
 // FPGAs", 1996). Samples of more than a pixel are means already: they keep what little is left of the specks
 // that it takes away.
 struct Median {
-  Median(const Values&, const Given& given) : full(given.pitch <= 1) {}
+  Median(const Values&, const Given& given) : full(given.pitch <= 1 ? 1.0f : 0.0f) {}
+
   double reach() const { return 1; }
   template <class W>
   KERNEL Px operator()(const W& w) const {
@@ -70,9 +71,10 @@ struct Median {
     const Px high =
         least(least(greatest(greatest(a, b), c), greatest(greatest(d, e), f)), greatest(greatest(g, h), i));
     const Px found = middle(low, middle(middle(a, b, c), middle(d, e, f), middle(g, h, i)), high);
-    return full ? found : e;
+    return {select(full > 0, found.r, e.r), select(full > 0, found.g, e.g), select(full > 0, found.b, e.b),
+            select(full > 0, found.a, e.a)};
   }
-  bool full;
+  float full;  // a number, not a bool: loops over samples vectorise with floats alone
 };
 
 constexpr InputDef kMotionInputs[] = {

@@ -115,6 +115,11 @@ bool AxisStage::symmetric() const {
          std::equal(weights_.begin(), weights_.end(), weights_.rbegin());
 }
 
+bool AxisStage::flat() const {
+  return symmetric() && count_ >= 9 &&
+         std::all_of(weights_.begin() + 1, weights_.end() - 1, [this](float w) { return w == weights_[1]; });
+}
+
 int64_t AxisStage::weigh(int64_t o, float* weights) const {
   const int64_t first = firstOf(o);
   if (type_ == Type::convolve || type_ == Type::reduce) {
@@ -205,32 +210,83 @@ Chords chordsOf(const KernelOps* ops, const void* kernel, double pitch) {
   return chords;
 }
 
-std::vector<LineTap> lineTaps(const KernelOps* ops, const void* kernel, double pitch) {
+namespace {
+
+// A line through the middle of a sample, in steps along the axis that it is closer to.
+struct Line {
+  bool alongX;
+  double slope;
+  std::vector<double> weights;  // from -n to n steps, their sum is 1
+  int64_t half() const { return static_cast<int64_t>(weights.size()) / 2; }
+
+  // Splits a weight between the two samples next to a place on the line.
+  void add(std::vector<LineTap>& taps, int64_t along, double across, double w, int part) const {
+    constexpr double slack = 1e-6;
+    const double low = std::floor(across + slack), f = std::max(0.0, across - low);
+    addTap(taps, along, static_cast<int64_t>(low), w * (1 - f), part);
+    if (f > slack) addTap(taps, along, static_cast<int64_t>(low) + 1, w * f, part);
+  }
+  void addTap(std::vector<LineTap>& taps, int64_t along, int64_t across, double w, int part) const {
+    const int x = static_cast<int>(alongX ? along : across), y = static_cast<int>(alongX ? across : along);
+    if (w > 0) taps.push_back({x, y, static_cast<float>(w), part});
+  }
+};
+
+Line lineOf(const KernelOps* ops, const void* kernel, double pitch) {
   const Vec2 d = ops->direction(kernel);
   const bool alongX = std::abs(d.x) >= std::abs(d.y);
   const double major = alongX ? d.x : d.y, minor = alongX ? d.y : d.x;
-  const double slope = major == 0 ? 0 : minor / major, length = std::sqrt(1 + slope * slope);
+  const double slope = major == 0 ? 0 : minor / major, step = pitch * std::sqrt(1 + slope * slope);
   const double reach = ops->reach(kernel);
-  const auto n = static_cast<int>(std::ceil(reach / (pitch * length)));
+  const auto n = static_cast<int64_t>(std::ceil(reach / step));
   std::vector<double> weights;
-  double sum = 0;
-  for (int k = -n; k <= n; ++k) {
-    const double distance = std::abs(k) * pitch * length;
+  for (int64_t k = -n; k <= n; ++k) {
+    const double distance = std::abs(static_cast<double>(k)) * step;
     weights.push_back(distance <= reach || k == 0 ? ops->profile(kernel, distance) : 0);
-    sum += weights.back();
   }
-  std::vector<LineTap> taps;
-  const auto add = [&](int along, int across, double w) {
-    if (w > 0)
-      taps.push_back(alongX ? LineTap{along, across, static_cast<float>(w)}
-                            : LineTap{across, along, static_cast<float>(w)});
-  };
-  for (int k = -n; k <= n; ++k) {
-    const double across = k * slope, low = std::floor(across), w = weights[static_cast<size_t>(k + n)] / sum;
-    add(k, static_cast<int>(low), w * (1 - (across - low)));
-    add(k, static_cast<int>(low) + 1, w * (across - low));
+  return {alongX, slope, normalised(std::move(weights))};
+}
+
+// The longest pieces that begin at samples wherever they lie on the line, or 0. Over a 50th of the line the
+// profile hardly changes: the mean of a piece stays below what 8 bit can show.
+int64_t pieceLength(const Line& line) {
+  constexpr double slack = 1e-6;
+  for (auto length = static_cast<int64_t>(line.weights.size()) / 50; length > 1; --length) {
+    const double rise = static_cast<double>(length) * line.slope;
+    if (std::abs(rise - std::nearbyint(rise)) < slack) return length;
   }
-  return taps;
+  return 0;
+}
+
+LineSum inPieces(const Line& line, int64_t length) {
+  const int64_t half = line.half(), begin = -half / length * length, end = (half + 1) / length * length;
+  const auto row = [&line](int64_t k) { return static_cast<double>(k) * line.slope; };
+  const auto weight = [&](int64_t k) { return line.weights[static_cast<size_t>(k + half)]; };
+  LineSum sum;
+  sum.parts.emplace_back();
+  for (int64_t t = 0; t < length; ++t)
+    line.add(sum.parts[0], t, row(t), 1.0 / static_cast<double>(length), 0);
+  for (int64_t k = begin; k < end; k += length) {
+    double all = 0;
+    for (int64_t t = k; t < k + length; ++t) all += weight(t);
+    line.add(sum.whole, k, row(k), all, 0);
+  }
+  // The ends, where the profile is cut off, are taken sample by sample.
+  for (int64_t k = -half; k <= half; ++k)
+    if (k < begin || k >= end) line.add(sum.whole, k, row(k), weight(k), 1);
+  return sum;
+}
+
+}  // namespace
+
+LineSum lineSum(const KernelOps* ops, const void* kernel, double pitch, bool direct) {
+  const Line line = lineOf(ops, kernel, pitch);
+  if (const int64_t length = pieceLength(line); length > 0 && !direct) return inPieces(line, length);
+  LineSum sum;
+  for (int64_t k = -line.half(); k <= line.half(); ++k)
+    line.add(sum.whole, k, static_cast<double>(k) * line.slope,
+             line.weights[static_cast<size_t>(k + line.half())], 0);
+  return sum;
 }
 
 }  // namespace vello

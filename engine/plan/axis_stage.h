@@ -34,6 +34,8 @@ class AxisStage {
   int count() const { return count_; }
   // All outputs have the same weights, equal at both ends and inwards, and an odd number of them.
   bool symmetric() const;
+  // At least nine of them, all equal but for the outermost two.
+  bool flat() const;
   // The first input of output o, and its `count` weights.
   int64_t weigh(int64_t o, float* weights) const;
   IndexRange inputFor(const IndexRange& out) const;
@@ -58,6 +60,14 @@ class AxisStage {
 struct LineTap {
   int di, dj;
   float weight;
+  int part = 0;  // of which part the sample is
+};
+
+// A sum along a line. The taps of `whole` take sums along short pieces of the line, which the parts make of
+// the input, and, as the part after the last one, the input itself.
+struct LineSum {
+  std::vector<std::vector<LineTap>> parts;
+  std::vector<LineTap> whole;
 };
 
 // The window of an extreme kernel: so many samples to both sides of the middle, in the rows 0, 1, ... above
@@ -74,6 +84,8 @@ Chords chordsOf(const KernelOps* ops, const void* kernel, double pitch);
 // The stages of a separable kernel on samples `pitch` apart. A wide Gaussian goes to a coarser grid and back,
 // unless `direct` asks for the plain sum, which then reaches to six sigma.
 std::vector<AxisStage> separableStages(const KernelOps* ops, const void* kernel, double pitch, bool direct);
-std::vector<LineTap> lineTaps(const KernelOps* ops, const void* kernel, double pitch);
+// A long line at an angle whose pieces can all be the same is put together from them, unless `direct` asks
+// for the plain sum.
+LineSum lineSum(const KernelOps* ops, const void* kernel, double pitch, bool direct);
 
 }  // namespace vello

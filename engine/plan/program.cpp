@@ -115,6 +115,7 @@ class Builder {
   Lattice kernelLattice(const Request& request) const;
   int emit(const Request& request);
   int push(Step step);
+  int pushLine(Step step);
   int stepOf(const NodePtr& node, const Lattice& lattice) const;
   GridEdge edge(const NodePtr& input, const Lattice& own, const Lattice& child,
                 const CGAffineTransform& toInput);
@@ -344,16 +345,44 @@ int Builder::emitKernel(const Request& request, Step step) {
   }
   const void* k = step.kernel.get();
   const double pitch = step.lattice.pitch;
-  if (ops.kind == Kind::line) step.line = lineTaps(&ops, k, pitch);
-  for (const LineTap& tap : step.line)
-    step.reach = std::max<int64_t>({step.reach, std::abs(tap.di), std::abs(tap.dj)});
-  if (ops.kind == Kind::area) step.reach = static_cast<int64_t>(std::ceil(ops.reach(k) / pitch));
+  if (ops.kind == Kind::line) return expanded(request, pushLine(std::move(step)));
+  if (ops.kind == Kind::area) step.reach = step.rise = static_cast<int64_t>(std::ceil(ops.reach(k) / pitch));
   if (ops.kind == Kind::taps) step.bound = ops.bound(node.values);
   if (ops.kind == Kind::extreme) {
     step.op = Step::Op::axis;
     step.chords = chordsOf(&ops, k, pitch);
   }
   return expanded(request, push(std::move(step)));
+}
+
+void setLine(Step& step, std::vector<LineTap> line) {
+  step.line = std::move(line);
+  for (const LineTap& tap : step.line) {
+    step.reach = std::max<int64_t>(step.reach, std::abs(tap.di));
+    step.rise = std::max<int64_t>(step.rise, std::abs(tap.dj));
+  }
+}
+
+// The steps of a sum along a line.
+int Builder::pushLine(Step step) {
+  LineSum sum = lineSum(step.ops, step.kernel.get(), step.lattice.pitch, options_.direct);
+  const int input = step.inputs[0];
+  const IndexRect in = program_.steps[static_cast<size_t>(input)].bounds;
+  step.inputs.clear();
+  for (auto& line : sum.parts) {
+    Step part;
+    part.op = step.op;
+    part.node = step.node;
+    part.lattice = step.lattice;
+    part.ops = step.ops;
+    part.inputs = {input};
+    setLine(part, std::move(line));
+    part.bounds = grown(in, part.reach, part.rise);
+    step.inputs.push_back(push(std::move(part)));
+  }
+  step.inputs.push_back(input);
+  setLine(step, std::move(sum.whole));
+  return push(std::move(step));
 }
 
 int Builder::axisStep(const Node& node, int input, const Lattice& lattice, const IndexRect& bounds,

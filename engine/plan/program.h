@@ -51,7 +51,7 @@ struct Step {
   std::optional<AxisStage> axisX, axisY;  // axis: what separable and resample kernels are made of
   std::optional<Chords> chords;           // axis as well: what extreme kernels are made of
   std::vector<LineTap> line;
-  int64_t reach = 0;  // area, line: in samples
+  int64_t reach = 0, rise = 0;  // area, line: in samples to either side, in rows above and below
 };
 
 struct Program {

@@ -138,7 +138,8 @@ class Demand {
         return;
       case Kind::line:
       case Kind::area:
-        return ask(step.inputs[0], grown(r, step.reach, step.reach));
+        for (const int input : step.inputs) ask(input, grown(r, step.reach, step.rise));
+        return;
       default:
         for (int input : step.inputs) ask(input, r);
     }

@@ -3,6 +3,7 @@
 #include "engine/plan/regions.h"
 #include "engine/render/column_filter.h"
 #include "engine/render/row_ring.h"
+#include "engine/render/window_fold.h"
 
 namespace vello {
 namespace {
@@ -84,6 +85,43 @@ class GatheredRows : public StagedRows {
   int64_t wanted_ = INT64_MAX, top_;
 };
 
+// Means of many rows, by doubling.
+class MeanRows : public StagedRows {
+ public:
+  MeanRows(const Step& step, const IndexRect& out, const RowLoops& loops)
+      : StagedRows(step, out, loops),
+        columns_(x_, {out.x0, out.x1}, loops),
+        rows_(loops.add, y_.count() - 2, out.width()),
+        weights_(static_cast<size_t>(y_.count())) {
+    y_.weigh(0, weights_.data());
+  }
+
+  void take(int64_t row, const Run* samples) override {
+    const Run to = rows_.next(row);
+    if (samples) columns_.filter(*samples, to);
+    if (!samples) clearRun(to, out_.width());
+    rows_.added(row);
+  }
+
+  // The outermost rows have a weight of their own.
+  void make(int64_t j, const Run& out) override {
+    const int64_t first = lowestFor(j);
+    const Run low = rows_.at(first), high = rows_.at(first + y_.count() - 1);
+    const float weights[] = {weights_[0], weights_[1], weights_[0]};
+    rows_.make(first + 1, out);
+    for (float* Run::*channel : {&Run::r, &Run::g, &Run::b, &Run::a}) {
+      const float* const list[] = {low.*channel, out.*channel, high.*channel};
+      loops_.weightedSum(list, weights, 3, out.*channel, out_.width());
+    }
+    loops_.snapToOne(out.a, out_.width());
+  }
+
+ private:
+  ColumnFilter columns_;
+  RowsFold rows_;
+  std::vector<float> weights_;
+};
+
 // Every row is added to the few coarse rows it takes part in; those are filtered along x when they are whole.
 class ScatteredRows : public StagedRows {
  public:
@@ -145,6 +183,7 @@ class ScatteredRows : public StagedRows {
 std::unique_ptr<AxisRows> AxisRows::create(const Step& step, const IndexRect& out, const RowLoops& loops) {
   if (step.chords) return extremeRows(*step.chords, filteredRegion(step, out), out, loops);
   if (step.axisY->type() == AxisStage::Type::reduce) return std::make_unique<ScatteredRows>(step, out, loops);
+  if (step.axisY->flat()) return std::make_unique<MeanRows>(step, out, loops);
   return std::make_unique<GatheredRows>(step, out, loops);
 }
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "engine/render/window_fold.h"
+
 namespace vello {
 namespace {
 
@@ -22,6 +24,7 @@ ColumnFilter::ColumnFilter(const AxisStage& stage, const IndexRange& out, const 
   rows_.resize(count);
   if (stage.type() == AxisStage::Type::reduce)
     line_.resize(static_cast<size_t>((in_.size() / stage.factor() + 2) * stage.factor()));
+  if (stage.flat()) line_.resize(static_cast<size_t>(in_.size()));
   if (phases) line_.resize(static_cast<size_t>(out.size() / stage.factor() + 2));
 }
 
@@ -53,9 +56,19 @@ void ColumnFilter::plane(const float* in, float* out) {
 }
 
 void ColumnFilter::convolved(const float* in, float* out) {
+  if (stage_.flat()) return meant(in, out);
   for (size_t t = 0; t < rows_.size(); ++t) rows_[t] = in + t;
   (stage_.symmetric() ? loops_.symmetricSum : loops_.weightedSum)(rows_.data(), weights_.data(),
                                                                   stage_.count(), out, out_.size());
+}
+
+// What lies between the outermost two inputs is added by doubling.
+void ColumnFilter::meant(const float* in, float* out) {
+  const int64_t n = out_.size(), count = stage_.count();
+  foldAlong(loops_.add, in + 1, count - 2, line_.data(), out, n);
+  const float* const rows[] = {in, out, in + count - 1};
+  const float weights[] = {weights_[0], weights_[1], weights_[0]};
+  loops_.weightedSum(rows, weights, 3, out, n);
 }
 
 // Sorted by phase, the inputs of neighbouring outputs are neighbours.

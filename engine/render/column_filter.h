@@ -21,6 +21,7 @@ class ColumnFilter {
  private:
   void plane(const float* in, float* out);
   void convolved(const float* in, float* out);
+  void meant(const float* in, float* out);
   void reduced(const float* in, float* out);
   void expanded(const float* in, float* out);
   void resampled(const float* in, float* out) const;

@@ -232,13 +232,13 @@ void RowEvaluator::release(const Pass& pass, size_t p, int64_t next) {
 
 int64_t RowEvaluator::lowestFor(const Reader& reader, int64_t j) const {
   const Step& user = program_.steps[static_cast<size_t>(reader.by)];
-  if (reader.way == Reader::Way::window) return j - user.reach;
+  if (reader.way == Reader::Way::window) return j - user.rise;
   if (reader.way == Reader::Way::clamp) return std::clamp(j, user.clampRect.y0, user.clampRect.y1 - 1);
   return j;
 }
 
 int64_t RowEvaluator::highestFor(const Reader& reader, int64_t j) const {
-  if (reader.way == Reader::Way::window) return j + program_.steps[static_cast<size_t>(reader.by)].reach;
+  if (reader.way == Reader::Way::window) return j + program_.steps[static_cast<size_t>(reader.by)].rise;
   return lowestFor(reader, j);
 }
 
@@ -491,7 +491,7 @@ void RowEvaluator::lined(const Step& step, int64_t j, int64_t i, int n, const Ru
   for (auto& rows : w.rows) rows.clear();
   w.weights.clear();
   for (const LineTap& tap : step.line) {
-    const Run row = rowOf(step.inputs[0], j + tap.dj, i + tap.di);
+    const Run row = rowOf(step.inputs[static_cast<size_t>(tap.part)], j + tap.dj, i + tap.di);
     w.rows[0].push_back(row.r), w.rows[1].push_back(row.g), w.rows[2].push_back(row.b),
         w.rows[3].push_back(row.a);
     w.weights.push_back(tap.weight);
@@ -505,8 +505,8 @@ void RowEvaluator::lined(const Step& step, int64_t j, int64_t i, int n, const Ru
 void RowEvaluator::windowed(const Step& step, int64_t j, int64_t i, int n, const Run& out) {
   std::vector<Run>& window = work_->window;
   window.clear();
-  for (int64_t dj = -step.reach; dj <= step.reach; ++dj) window.push_back(rowOf(step.inputs[0], j + dj, i));
-  step.ops->loops[static_cast<int>(set_)].windows(step.kernel.get(), window.data() + step.reach, out, n);
+  for (int64_t dj = -step.rise; dj <= step.rise; ++dj) window.push_back(rowOf(step.inputs[0], j + dj, i));
+  step.ops->loops[static_cast<int>(set_)].windows(step.kernel.get(), window.data() + step.rise, out, n);
 }
 
 void RowEvaluator::coloured(const RunOp& op, const Step& step, int64_t j, int64_t i, int n, const Run& out) {

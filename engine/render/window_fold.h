@@ -22,11 +22,11 @@ class RowsFold {
  public:
   // Windows of `length` rows of `width` samples.
   RowsFold(FoldLoop fold, int64_t length, int64_t width);
-  // Room for the next row; `added` says that it is filled. The lowest `length` rows are kept.
-  Run next(int64_t row) { return levels_[0].add(row, row + length_ - 1); }
+  // Room for the next row; `added` says that it is filled. The lowest `length` + 2 rows are kept.
+  Run next(int64_t row) { return levels_[0].add(row, row + length_ + 1); }
   void added(int64_t row);
   Run at(int64_t row) const { return levels_[0].at(row); }
-  // The window whose lowest row is the one added last.
+  // The window whose lowest row is `row`: the one added last, or the one above it.
   void make(int64_t row, const Run& out) const;
 
  private:
