@@ -153,6 +153,24 @@ TEST(PlaceControls, TheFrameOnTheCanvasIsTakenInWholePixels) {
   EXPECT_EQ(places.vector("inputRectangle"), (CIVector{0, 8, 81, 40}));
 }
 
+TEST(PlaceControls, EveryEditBoxShowsItsOwnNumber) {
+  Places places;
+  for (const char* key : {"inputPosition", "inputPosition3", "inputOffset", "inputRectangle", "inputVector"})
+    places.filter->setValueForKey(CIVector{1.25, -2.5, 3000.5, 4.75}, key);
+  const std::string numbers[] = {"1.25", "-2.50", "3,000.50", "4.75"};
+  const std::pair<KPCoreImageParameterController*, size_t> rows[] = {{places.flat.get(), 2},
+                                                                     {places.space.get(), 3},
+                                                                     {places.offset.get(), 2},
+                                                                     {places.frame.get(), 4},
+                                                                     {places.four.get(), 4}};
+  for (const auto& [controller, count] : rows) {
+    KPControl* box = controller->firstEditBox();
+    for (size_t i = 0; i < count; ++i, box = box->nextKeyView())
+      EXPECT_EQ(dynamic_cast<KPEditBox&>(*box).stringValue(), numbers[i]) << controller->key();
+    EXPECT_EQ(box, nullptr) << controller->key();
+  }
+}
+
 TEST(PlaceControls, EveryWayOfSettingAPlaceIsToldOnce) {
   Places places;
   Changes changes;
