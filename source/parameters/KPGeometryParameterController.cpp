@@ -21,8 +21,8 @@ void KPGeometryParameterController::showOnCanvas(std::unique_ptr<KPGeometryParam
   announcePositionControl();
 }
 
-void KPGeometryParameterController::bindPosition(std::function<CGPoint()> position,
-                                                 std::function<void(CGPoint)> setPosition) {
+void KPGeometryParameterController::bindPosition(const std::function<CGPoint()>& position,
+                                                 const std::function<void(CGPoint)>& setPosition) {
   KPProperty shown = property([position] { return Value(vectorWithPoint(position())); },
                               [setPosition](const Value& v) { setPosition(pointValue(*v.vector())); });
   shown.validate = [this](const Value& v) {

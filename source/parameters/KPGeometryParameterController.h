@@ -25,7 +25,8 @@ class KPGeometryParameterController : public KPCoreImageParameterController,
   // Announces the view: the canvas answers with the bounds of the image before this returns.
   void showOnCanvas(std::unique_ptr<KPGeometryParameterView> view);
   // The view on the canvas shows and sets this place.
-  void bindPosition(std::function<CGPoint()> position, std::function<void(CGPoint)> setPosition);
+  void bindPosition(const std::function<CGPoint()>& position,
+                    const std::function<void(CGPoint)>& setPosition);
 
   // The filter's vector; one without components while the input is nil.
   CIVector filterVector() const {
