@@ -28,15 +28,6 @@ constexpr double kNever = std::numeric_limits<double>::infinity();
 
 bool isWarp(const Step& step) { return step.ops && step.ops->kind == Kind::warp; }
 
-// Places that no sample lies near do not widen the box.
-void addNear(Box& box, const GridEdge& edge, double u, double v) {
-  const IndexRect& valid = edge.valid;
-  const auto x0 = static_cast<double>(valid.x0) - 1, x1 = static_cast<double>(valid.x1);
-  const auto y0 = static_cast<double>(valid.y0) - 1, y1 = static_cast<double>(valid.y1);
-  if (edge.clamp) return box.add(std::clamp(u, x0, x1), std::clamp(v, y0, y1));
-  if (u > x0 && u < x1 && v > y0 && v < y1) box.add(u, v);
-}
-
 IndexRect movedBox(const Step& step, const IndexRect& r, InstructionSet set) {
   Box box;
   const GridEdge& edge = step.edges[0];
@@ -49,14 +40,19 @@ IndexRect movedBox(const Step& step, const IndexRect& r, InstructionSet set) {
     return gridBox(edge, box.u0, box.v0, box.u1, box.v1);
   }
   if (r.area() > kMostMoves) return edge.valid;
+  // Places that no sample lies near do not widen the box.
+  const IndexRect& v = edge.valid;
+  const GridBounds limits{static_cast<double>(v.x0) - 1, static_cast<double>(v.y0) - 1,
+                          static_cast<double>(v.x1), static_cast<double>(v.y1)};
+  GridBounds bounds{box.u0, box.v0, box.u1, box.v1};
   GridRun run;
   for (int64_t j = r.y0; j < r.y1; ++j)
     for (int64_t i = r.x0; i < r.x1; i += kRunLength) {
       const int n = static_cast<int>(std::min<int64_t>(kRunLength, r.x1 - i));
       gridRun(step, j, i, n, set, run);
-      for (int k = 0; k < n; ++k) addNear(box, edge, run.u[k], run.v[k]);
+      rowLoops(set).gridBounds(run.u, run.v, limits, !edge.clamp, bounds, n);
     }
-  return gridBox(edge, box.u0, box.v0, box.u1, box.v1);
+  return gridBox(edge, bounds.u0, bounds.v0, bounds.u1, bounds.v1);
 }
 
 IndexRect boundedBox(const Step& step, const GridEdge& edge, const IndexRect& r) {

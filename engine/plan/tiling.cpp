@@ -22,6 +22,8 @@ double cacheBytes() {
   return bytes;
 }
 
+bool interpolates(const Step& step) { return step.op != Step::Op::sample || !step.edges[0].exact; }
+
 bool interpolates(const Passes& passes) {
   return std::any_of(passes.list.begin(), passes.list.end(), [](const Pass& p) { return !p.moving.empty(); });
 }
@@ -48,15 +50,21 @@ double bytesHeld(const Program& program, const Passes& passes, const IndexRect& 
   if (!(all.samples < 1e300)) return all.samples;
   const int64_t middle = (out.y0 + out.y1) / 2;
   const Regions line = regionsFor(program, {out.x0, middle, out.x1, middle + 1}, set);
+  // Filters and grids take rows as they come.
   std::vector<int> readers(program.steps.size());
-  int64_t widest = 0;
+  std::vector<bool> filtered(program.steps.size());
   for (const Pass& pass : passes.list)
-    for (const Reader& reader : pass.readers) ++readers[static_cast<size_t>(reader.step)];
+    for (const Reader& reader : pass.readers) {
+      ++readers[static_cast<size_t>(reader.step)];
+      if (reader.way == Reader::Way::axis || reader.way == Reader::Way::grid)
+        filtered[static_cast<size_t>(reader.step)] = true;
+    }
   const bool grids = interpolates(passes);
   double bytes = 0;
   for (size_t k = 0; k < program.steps.size(); ++k) {
     const Step& step = program.steps[k];
-    for (const IndexRect& box : all.edges[k]) bytes += Grid::bytesFor(box);
+    for (const IndexRect& box : all.edges[k])
+      if (interpolates(step)) bytes += Grid::bytesFor(box);
     const IndexRect& r = all.steps[k];
     if (passes.keptBy[k] < 0 || r.empty()) continue;
     // Where an edge reads everything first, what others read as well waits for them.
@@ -64,11 +72,11 @@ double bytesHeld(const Program& program, const Passes& passes, const IndexRect& 
         grids && readers[k] > 1 ? r.height() : std::min(r.height(), line.steps[k].height() + 2);
     const auto capacity = static_cast<double>(std::bit_ceil(static_cast<uint64_t>(rows)));
     bytes += 1.5 * capacity * static_cast<double>(r.width() + 2 * step.reach + 64) * kSampleBytes;
-    widest = std::max(widest, r.width());
     if (step.op == Step::Op::axis) bytes += filterBytes(step, r);
   }
-  for (const Pass& pass : passes.list) bytes = std::max(bytes, bytes + pass.slots * 256 * kSampleBytes);
-  return bytes;
+  int slots = 0;
+  for (const Pass& pass : passes.list) slots = std::max(slots, pass.slots);
+  return bytes + slots * 256 * kSampleBytes;
 }
 
 Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRect& frame, int threads,
@@ -89,9 +97,9 @@ Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRec
   double least = INFINITY;
   for (int64_t width = square ? 64 : 256; width <= 4096; width *= 2) {
     const Tiling next = tile(width, square ? width : std::max<int64_t>(share, 64));
-    const double crowded = std::max(1.0, next.bytes / (cacheBytes() / 2));
-    // Samples that do not fit the cache cost about twice as much.
-    const double cost = next.samples * (1 + std::min(1.0, 0.35 * std::log2(crowded)));
+    // Rows that have left the cache cost more, and every row of a tile costs some by itself.
+    const double crowded = std::max(0.0, std::log2(next.bytes / (2 * cacheBytes())));
+    const double cost = next.samples * (1 + 0.12 * crowded) * (1 + 30.0 / static_cast<double>(width));
     if (cost < 0.98 * least) {
       least = cost;
       best = next;

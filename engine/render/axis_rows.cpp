@@ -1,5 +1,8 @@
 #include "engine/render/axis_rows.h"
 
+#include <algorithm>
+#include <bit>
+
 #include "engine/plan/regions.h"
 #include "engine/render/column_filter.h"
 #include "engine/render/row_ring.h"
@@ -26,8 +29,7 @@ class GatheredRows : public StagedRows {
       : StagedRows(step, out, loops),
         columns_(x_, {out.x0, out.x1}, loops),
         rows_(out.width()),
-        weights_(static_cast<size_t>(y_.count())),
-        top_(input().y1) {}
+        weights_(static_cast<size_t>(y_.count())) {}
 
   void take(int64_t row, const Run* samples) override {
     const Run to = rows_.add(row, wanted_);
@@ -55,7 +57,7 @@ class GatheredRows : public StagedRows {
   void sum(bool opaque, const Run& out) {
     const int64_t n = out_.width();
     const int count = static_cast<int>(used_.size());
-    const bool whole = count == y_.count() && y_.symmetric();
+    const bool whole = count == y_.count() && symmetric_;
     float* const channels[] = {out.r, out.g, out.b, out.a};
     float* Run::*const planes[] = {&Run::r, &Run::g, &Run::b, &Run::a};
     list_.resize(static_cast<size_t>(count));
@@ -71,18 +73,17 @@ class GatheredRows : public StagedRows {
   }
 
   // Rows that lie in the window at one time have slots of their own.
-  size_t slot(int64_t row) {
-    const auto most = static_cast<int64_t>(flags_.size());
-    return static_cast<size_t>(((-row) % most + most) % most);
-  }
+  size_t slot(int64_t row) const { return static_cast<size_t>(row) & (flags_.size() - 1); }
 
   ColumnFilter columns_;
   RowRing rows_;
   std::vector<float> weights_, used_;
   std::vector<Run> pointers_;
   std::vector<const float*> list_;
-  std::vector<Alpha> flags_ = std::vector<Alpha>(static_cast<size_t>(y_.count()) + 2, Alpha::clear);
-  int64_t wanted_ = INT64_MAX, top_;
+  std::vector<Alpha> flags_ =
+      std::vector<Alpha>(std::bit_ceil(static_cast<size_t>(y_.count()) + 2), Alpha::clear);
+  const bool symmetric_ = y_.symmetric();
+  int64_t wanted_ = INT64_MAX;
 };
 
 // Means of many rows, by doubling.

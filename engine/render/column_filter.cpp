@@ -12,7 +12,7 @@ int64_t floorDiv(int64_t a, int64_t b) { return a / b - (a % b != 0 && (a < 0) !
 }  // namespace
 
 ColumnFilter::ColumnFilter(const AxisStage& stage, const IndexRange& out, const RowLoops& loops)
-    : stage_(stage), out_(out), in_(stage.inputFor(out)), loops_(loops) {
+    : stage_(stage), out_(out), in_(stage.inputFor(out)), loops_(loops), symmetric_(stage.symmetric()) {
   const auto count = static_cast<size_t>(stage.count());
   const bool each = stage.type() == AxisStage::Type::resample,
              phases = stage.type() == AxisStage::Type::expand;
@@ -58,8 +58,8 @@ void ColumnFilter::plane(const float* in, float* out) {
 void ColumnFilter::convolved(const float* in, float* out) {
   if (stage_.flat()) return meant(in, out);
   for (size_t t = 0; t < rows_.size(); ++t) rows_[t] = in + t;
-  (stage_.symmetric() ? loops_.symmetricSum : loops_.weightedSum)(rows_.data(), weights_.data(),
-                                                                  stage_.count(), out, out_.size());
+  (symmetric_ ? loops_.symmetricSum : loops_.weightedSum)(rows_.data(), weights_.data(), stage_.count(), out,
+                                                          out_.size());
 }
 
 // What lies between the outermost two inputs is added by doubling.

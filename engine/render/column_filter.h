@@ -29,6 +29,7 @@ class ColumnFilter {
   const AxisStage& stage_;
   const IndexRange out_, in_;
   const RowLoops& loops_;
+  const bool symmetric_;
   std::vector<float> weights_;  // one set; a set a phase (expand); a set an output (resample)
   std::vector<int64_t> first_;  // of each phase relative to its cell; of each output
   std::vector<const float*> rows_;

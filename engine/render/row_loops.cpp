@@ -201,6 +201,21 @@ KERNEL void gridPlacesLoop(const GridMap& map, double* u, double* v, int n) {
 
 KERNEL double limited(double v, double low, double high) { return v > low ? (v < high ? v : high) : low; }
 
+KERNEL void gridBoundsLoop(const double* u, const double* v, const GridBounds& limits, bool open,
+                           GridBounds& bounds, int n) {
+  const GridBounds l = limits;
+  double u0 = bounds.u0, v0 = bounds.v0, u1 = bounds.u1, v1 = bounds.v1;
+  for (int k = 0; k < n; ++k) {
+    const bool counts = ((u[k] > l.u0) & (u[k] < l.u1) & (v[k] > l.v0) & (v[k] < l.v1)) | !open;
+    const double pu = limited(u[k], l.u0, l.u1), pv = limited(v[k], l.v0, l.v1);
+    u0 = (counts & (pu < u0)) ? pu : u0;
+    v0 = (counts & (pv < v0)) ? pv : v0;
+    u1 = (counts & (pu > u1)) ? pu : u1;
+    v1 = (counts & (pv > v1)) ? pv : v1;
+  }
+  bounds = {u0, v0, u1, v1};
+}
+
 KERNEL void gridTapsLoop(const double* u, const double* v, const GridFrame& frame, const GridTaps& out,
                          int n) {
   const GridFrame f = frame;
@@ -277,6 +292,10 @@ KERNEL void interleaveLoop(const float* const* planes, float* out, int64_t n) {
                  (row, anchor, x, n))                                                                      \
   VELLO_ROW_LOOP(target, void, gridPlaces, gridPlacesLoop,                                                 \
                  (const GridMap& map, double* u, double* v, int n), (map, u, v, n))                        \
+  VELLO_ROW_LOOP(                                                                                          \
+      target, void, gridBounds, gridBoundsLoop,                                                            \
+      (const double* u, const double* v, const GridBounds& limits, bool open, GridBounds& bounds, int n),  \
+      (u, v, limits, open, bounds, n))                                                                     \
   VELLO_ROW_LOOP(target, void, gridTaps, gridTapsLoop,                                                     \
                  (const double* u, const double* v, const GridFrame& frame, const GridTaps& out, int n),   \
                  (u, v, frame, out, n))                                                                    \
@@ -285,9 +304,9 @@ KERNEL void interleaveLoop(const float* const* planes, float* out, int64_t n) {
                  (grid, stride, taps, out, n))                                                             \
   VELLO_ROW_LOOP(target, void, interleave, interleaveLoop,                                                 \
                  (const float* const* planes, float* out, int64_t n), (planes, out, n))                    \
-  constexpr RowLoops kLoops{weightedSum, symmetricSum, scatter,  add,         least,                       \
-                            greatest,    snapToOne,    allOnes,  divide,      multiply,                    \
-                            places,      gridPlaces,   gridTaps, interpolate, interleave};
+  constexpr RowLoops kLoops{weightedSum, symmetricSum, scatter,    add,      least,      greatest,           \
+                            snapToOne,   allOnes,      divide,     multiply, places,     gridPlaces,         \
+                            gridBounds,  gridTaps,     interpolate, interleave};
 
 namespace baseline {
 VELLO_ROW_LOOPS(, 16)

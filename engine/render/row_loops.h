@@ -22,6 +22,11 @@ struct GridMap {
   double a, b, c, d, tx, ty;
 };
 
+// The least and greatest of places, of those within low and high.
+struct GridBounds {
+  double u0, v0, u1, v1;
+};
+
 // What is read around grid coordinates: the lower left of four samples of an interleaved grid, and how far
 // beyond it the place lies. `inside` is 0 where nothing is read.
 struct GridTaps {
@@ -56,6 +61,9 @@ struct RowLoops {
   void (*multiply)(float* c, const float* by, int64_t n);
   void (*places)(const RowPlaces& row, double anchor, float* x, int n);
   void (*gridPlaces)(const GridMap& map, double* u, double* v, int n);
+  // Widens `bounds`. Where `open`, places outside the limits do not count; else the nearest within counts.
+  void (*gridBounds)(const double* u, const double* v, const GridBounds& limits, bool open,
+                     GridBounds& bounds, int n);
   void (*gridTaps)(const double* u, const double* v, const GridFrame& frame, const GridTaps& out, int n);
   // Bilinear, in place of the four samples at each offset; planar results.
   void (*interpolate)(const float* grid, int64_t stride, const GridTaps& taps, float* const* out, int n);

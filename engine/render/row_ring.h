@@ -28,7 +28,7 @@ class RowRing {
   }
 
  private:
-  int64_t slot(int64_t row) const { return ((-row) % capacity_ + capacity_) % capacity_; }
+  int64_t slot(int64_t row) const { return row & (capacity_ - 1); }  // a power of two
 
   void grow() {
     RowRing larger;
