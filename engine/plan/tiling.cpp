@@ -68,8 +68,8 @@ double bytesHeld(const Program& program, const Passes& passes, const IndexRect& 
     const IndexRect& r = all.steps[k];
     if (passes.keptBy[k] < 0 || r.empty()) continue;
     // Where an edge reads everything first, what others read as well waits for them.
-    const int64_t rows =
-        grids && readers[k] > 1 ? r.height() : std::min(r.height(), line.steps[k].height() + 2);
+    const int64_t span = readers[k] == 1 && filtered[k] ? 1 : line.steps[k].height() + 2;
+    const int64_t rows = grids && readers[k] > 1 ? r.height() : std::min(r.height(), span);
     const auto capacity = static_cast<double>(std::bit_ceil(static_cast<uint64_t>(rows)));
     bytes += 1.5 * capacity * static_cast<double>(r.width() + 2 * step.reach + 64) * kSampleBytes;
     if (step.op == Step::Op::axis) bytes += filterBytes(step, r);
