@@ -94,6 +94,7 @@ class Builder {
     while (!open.empty() && error_.empty()) {
       const Request request = open.back();
       if (done_.count(request.key())) {
+        ++program_.shared;
         open.pop_back();
         continue;
       }

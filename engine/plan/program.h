@@ -57,6 +57,7 @@ struct Step {
 struct Program {
   std::vector<Step> steps;
   int root = 0;
+  int shared = 0;                                            // times that a step served another user as well
   std::map<uint64_t, std::unique_ptr<TexelSource>> sources;  // by the bitmap's serial
   std::vector<std::unique_ptr<Values>> found;                // what reduce kernels found
   std::vector<std::vector<Px>> tables;

@@ -69,6 +69,16 @@ IndexRect boundedBox(const Step& step, const GridEdge& edge, const IndexRect& r)
   return gridBox(edge, box.u0, box.v0, box.u1, box.v1);
 }
 
+// What a sample of a step costs, in samples of a plain colour formula; measured roughly, with wide vectors.
+double workOf(const Step& step) {
+  constexpr double perTerm = 1.0 / 8, perPlace = 4;
+  if (step.op == Step::Op::axis) return 1 + perTerm * (step.axisX->count() + step.axisY->count());
+  const double lookups = static_cast<double>(step.edges.size()) * std::max(1, step.ops ? step.ops->taps : 1);
+  const double side = static_cast<double>(2 * step.reach + 1);
+  const bool area = step.ops && step.ops->kind == Kind::area;
+  return 1 + perPlace * lookups + perTerm * (area ? side * side : static_cast<double>(step.line.size()));
+}
+
 class Demand {
  public:
   Demand(const Program& program, const IndexRect& out, InstructionSet set) : program_(program), set_(set) {
@@ -78,6 +88,7 @@ class Demand {
     for (size_t k = program.steps.size(); k-- > 0;) {
       const IndexRect& r = found_.steps[k];
       found_.samples += r.area();
+      found_.work += r.area() * workOf(program.steps[k]);
       if (std::max(r.width(), r.height()) > kLongestSide) found_.samples = kNever;
       if (found_.samples == kNever) return;
       spread(static_cast<int>(k));

@@ -11,6 +11,7 @@ struct Regions {
   std::vector<IndexRect> steps;               // the samples each step must compute
   std::vector<std::vector<IndexRect>> edges;  // the grid samples read along each edge of each step
   double samples = 0;                         // computed in all; infinite where a region cannot be told
+  double work = 0;                            // the same, in samples of a plain colour formula
 };
 
 // The moves of warps are computed here, so a region is exact whatever the formula.

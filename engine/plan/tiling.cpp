@@ -22,11 +22,7 @@ double cacheBytes() {
   return bytes;
 }
 
-bool interpolates(const Step& step) { return step.op != Step::Op::sample || !step.edges[0].exact; }
-
-bool interpolates(const Passes& passes) {
-  return std::any_of(passes.list.begin(), passes.list.end(), [](const Pass& p) { return !p.moving.empty(); });
-}
+bool interpolatesAlong(const Step& step) { return step.op != Step::Op::sample || !step.edges[0].exact; }
 
 // What an axis step keeps beside its rows: rows filtered along x, or open sums.
 double filterBytes(const Step& step, const IndexRect& region) {
@@ -44,6 +40,10 @@ double filterBytes(const Step& step, const IndexRect& region) {
 }
 
 }  // namespace
+
+bool interpolates(const Passes& passes) {
+  return std::any_of(passes.list.begin(), passes.list.end(), [](const Pass& p) { return !p.moving.empty(); });
+}
 
 double bytesHeld(const Program& program, const Passes& passes, const IndexRect& out, InstructionSet set) {
   const Regions all = regionsFor(program, out, set);
@@ -64,7 +64,7 @@ double bytesHeld(const Program& program, const Passes& passes, const IndexRect& 
   for (size_t k = 0; k < program.steps.size(); ++k) {
     const Step& step = program.steps[k];
     for (const IndexRect& box : all.edges[k])
-      if (interpolates(step)) bytes += Grid::bytesFor(box);
+      if (interpolatesAlong(step)) bytes += Grid::bytesFor(box);
     const IndexRect& r = all.steps[k];
     if (passes.keptBy[k] < 0 || r.empty()) continue;
     // Where an edge reads everything first, what others read as well waits for them.
@@ -86,14 +86,15 @@ Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRec
     height = std::min(height, frame.height());
     const int64_t x = frame.x0 + (frame.width() - width) / 2, y = frame.y0 + (frame.height() - height) / 2;
     const IndexRect middle{x, y, x + width, y + height};
-    return Tiling{width, height, bytesHeld(program, passes, middle, set),
-                  regionsFor(program, middle, set).samples / middle.area()};
+    const Regions regions = regionsFor(program, middle, set);
+    return Tiling{width, height, bytesHeld(program, passes, middle, set), regions.samples / middle.area(),
+                  regions.work / middle.area()};
   };
   if (side > 0) return tile(side, side);
   const bool square = interpolates(passes);
   // Every thread gets some tiles, so that none waits long for the last one.
   const int64_t share = std::max<int64_t>(1, frame.height() / std::max(1, threads * 4));
-  Tiling best;
+  Tiling best = tile(64, 64);
   double least = INFINITY;
   for (int64_t width = square ? 64 : 256; width <= 4096; width *= 2) {
     const Tiling next = tile(width, square ? width : std::max<int64_t>(share, 64));

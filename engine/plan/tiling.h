@@ -11,11 +11,15 @@ struct Tiling {
   int64_t width = 0, height = 0;  // of a tile, in samples of the root; those at the borders may be smaller
   double bytes = 0;               // at most held by one tile
   double samples = 0;             // computed for each sample of the root
+  double work = 0;                // the same, in samples of a plain colour formula
 };
 
 // For `threads` threads over `frame`. `side` above 0 fixes the tile.
 Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRect& frame, int threads,
                     int side, InstructionSet set);
+
+// Whether some pass reads between samples: then tiles differ in what they need.
+bool interpolates(const Passes& passes);
 
 // At most held by an evaluation of `out`.
 double bytesHeld(const Program& program, const Passes& passes, const IndexRect& out, InstructionSet set);

@@ -53,6 +53,8 @@ class GatheredRows : public StagedRows {
     sum(opaque, out);
   }
 
+  double bytes() const override { return rows_.bytes(); }
+
  private:
   void sum(bool opaque, const Run& out) {
     const int64_t n = out_.width();
@@ -162,8 +164,10 @@ class ScatteredRows : public StagedRows {
     const Run sums = open_.at(j);
     loops_.snapToOne(sums.a, width_);
     done_ = j;
-    if (columns_.filter(sums, out) != Alpha::opaque) loops_.snapToOne(out.a, out_.width());
+    columns_.filter(sums, out);
   }
+
+  double bytes() const override { return open_.bytes(); }
 
  private:
   void open(int64_t o) {

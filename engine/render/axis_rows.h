@@ -20,6 +20,9 @@ class AxisRows {
   // Output row j, all of whose rows have been taken. Rows come from the top down.
   virtual void make(int64_t j, const Run& out) = 0;
 
+  // Memory it has taken.
+  virtual double bytes() const = 0;
+
   // For an axis step.
   static std::unique_ptr<AxisRows> create(const Step& step, const IndexRect& out, const RowLoops& loops);
 

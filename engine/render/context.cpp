@@ -97,4 +97,42 @@ Bitmap CIContext::createBitmap(const RenderRequest& request, PixelLayout layout,
   return {layout, options_.outputColorSpace ? options_.outputColorSpace : space, Data(std::move(bytes))};
 }
 
+namespace {
+
+std::string problemOf(const RenderRequest& request) {
+  const bool something = request.pitch > 0 && !isEmpty(request.rect) && !isInfinite(request.rect);
+  return something ? "" : "there is nothing to render";
+}
+
+}  // namespace
+
+std::string CIContext::renderBands(const RenderRequest& request, PixelLayout layout,
+                                   const ColorSpacePtr& space, const BandCallbacks& callbacks,
+                                   RenderStatistics* statistics) const {
+  const auto start = std::chrono::steady_clock::now();
+  if (std::string problem = problemOf(request); !problem.empty()) return problem;
+  RenderJob job(options_, request);
+  layout.width = job.width();
+  layout.height = job.height();
+  layout.bytesPerRow = layout.width * layout.bytesPerPixel();
+  std::string error;
+  try {
+    error = job.runBands(layout, options_.outputColorSpace ? options_.outputColorSpace : space, callbacks);
+  } catch (const std::bad_alloc&) {
+    error = "there is not enough memory for this render";
+  }
+  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  if (statistics) *statistics = {seconds, job.peakBytes(), false};
+  return error;
+}
+
+bool CIContext::readsInBands(const RenderRequest& request, const Bitmap& source) const {
+  return problemOf(request).empty() && RenderJob(options_, request).readsInBands(source);
+}
+
+std::string CIContext::explain(const RenderRequest& request, RenderPlan& plan) const {
+  if (std::string problem = problemOf(request); !problem.empty()) return problem;
+  return RenderJob(options_, request).explain(plan);
+}
+
 }  // namespace vello

@@ -5,6 +5,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "engine/image/image.h"
 #include "platform/bitmap.h"
@@ -34,8 +35,29 @@ struct RenderRequest {
 
 struct RenderStatistics {
   double seconds = 0;
-  int64_t peakBytes = 0;      // of intermediates held at once
+  int64_t peakBytes = 0;      // of intermediates that were held at once
   bool copiedSource = false;  // nothing in the recipe changes the source: its bytes were copied
+};
+
+// What a render is going to do.
+struct RenderPlan {
+  std::string text;             // for a person to read
+  double predictedBytes = 0;    // of intermediates held at once, at most
+  double predictedSamples = 0;  // computed in all steps together
+};
+
+// Rows [begin, end) of a source bitmap, counted from the top: what a band reads. No later band reads rows
+// before `begin`.
+struct SourceRows {
+  uint64_t serial = 0;
+  int64_t begin = 0, end = 0;
+};
+
+struct BandCallbacks {
+  // Called before a band is computed, on the calling thread. An error ends the rendering.
+  std::function<std::string(const std::vector<SourceRows>&)> provide;
+  // One finished band. An error ends the rendering.
+  std::function<std::string(int64_t firstRow, int64_t rows, const uint8_t* bytes, int64_t bytesPerRow)> write;
 };
 
 class CIContext {
@@ -49,6 +71,15 @@ class CIContext {
   // The same into a bitmap of its own; empty when `error` is set.
   Bitmap createBitmap(const RenderRequest& request, PixelLayout layout, const ColorSpacePtr& space,
                       std::string* error, RenderStatistics* statistics = nullptr) const;
+  // Renders bands of rows from the top down, holding the rows of one band and what the next ones still read.
+  // Of `layout`, bytesPerRow does not count.
+  std::string renderBands(const RenderRequest& request, PixelLayout layout, const ColorSpacePtr& space,
+                          const BandCallbacks& callbacks, RenderStatistics* statistics = nullptr) const;
+  // False where some part of the recipe reads `source` in no order: then renderBands would read all of it
+  // before the first band.
+  bool readsInBands(const RenderRequest& request, const Bitmap& source) const;
+  // Without rendering. Returns the error, empty on success.
+  std::string explain(const RenderRequest& request, RenderPlan& plan) const;
 
  private:
   ContextOptions options_;

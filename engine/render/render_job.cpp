@@ -5,17 +5,20 @@
 #include <cmath>
 #include <mutex>
 
+#include "engine/plan/explanation.h"
 #include "engine/render/floating_point_mode.h"
 #include "engine/render/parallel.h"
 #include "engine/render/reference_evaluator.h"
-#include "engine/render/row_evaluator.h"
 #include "platform/log.h"
-#include "platform/pixel_conversion.h"
 
 namespace vello {
 namespace {
 
-constexpr double kMostSamples = 1e13;
+// Work that is refused, in samples of a plain colour formula: more than anybody waits for, and more than any
+// recipe of sense asks for each sample of its result.
+constexpr double kMostWork = 1e13, kFreeWork = 1e8, kMostWorkPerSample = 2e4;
+// Steps that wait for one another's rows; each takes some of the thread's stack.
+constexpr size_t kDeepestPasses = 4000;
 constexpr int64_t kCheckedSamples = 1 << 15;  // between two looks at whether the render was abandoned
 
 int64_t defaultMemoryLimit() {
@@ -72,11 +75,17 @@ std::string RenderJob::run(const PixelLayout& layout, const ColorSpacePtr& space
   Program program;
   if (std::string error = build(program); !error.empty()) return error;
   const PixelWriter writer(layout, space, working_, set_);
-  return runTiles(program, frame_, true, [&](int64_t j, int64_t i, int n, const Run& run) {
-    uint8_t* row =
-        pixels + (frame_.y1 - 1 - j) * layout.bytesPerRow + (i - frame_.x0) * layout.bytesPerPixel();
-    writer.write({run.r, run.g, run.b, run.a}, n, row);
-  });
+  return runTiles(program, frame_, true, writingTo(writer, layout, pixels, frame_.y1));
+}
+
+// Stores rows below `top` into pixels, the first of which is the row below it.
+RenderJob::Store RenderJob::writingTo(const PixelWriter& writer, const PixelLayout& layout, uint8_t* pixels,
+                                      int64_t top) const {
+  const int64_t bytesPerRow = layout.bytesPerRow, bytesPerPixel = layout.bytesPerPixel(), left = frame_.x0;
+  return [=, &writer](int64_t j, int64_t i, int n, const Run& run) {
+    writer.write({run.r, run.g, run.b, run.a}, n,
+                 pixels + (top - 1 - j) * bytesPerRow + (i - left) * bytesPerPixel);
+  };
 }
 
 // Tables, reductions, foreign frames: one rectangle of another program.
@@ -87,61 +96,191 @@ std::string RenderJob::whole(const Program& program, const IndexRect& rect, Buff
                   [&](int64_t j, int64_t i, int n, const Run& run) { copyRun(run, out.at(i, j), n); });
 }
 
-std::string RenderJob::refuse(const Tiling& tiling, int threads, double area) const {
-  if (tiling.bytes * threads > static_cast<double>(limit_)) return tooMuch(tiling.bytes * threads, limit_);
-  if (!(tiling.samples * area < kMostSamples)) return "this render would never end: its filters read too far";
+// `tiles` are held at the same time.
+std::string RenderJob::refuse(const Tiling& tiling, int64_t tiles, double area) const {
+  const double bytes = tiling.bytes * static_cast<double>(tiles), work = tiling.work * area;
+  if (bytes > static_cast<double>(limit_)) return tooMuch(bytes, limit_);
+  if (!(work < std::min(kMostWork, kFreeWork + kMostWorkPerSample * area)))
+    return "this render would take too long: its filters read too far";
   return {};
+}
+
+class RenderJob::Progress {
+ public:
+  Progress(const std::function<bool(double)>* told, double area) : told_(told), area_(area) {}
+  bool stopped() const { return stopped_; }
+  bool fail(std::string text) {
+    const std::lock_guard lock(mutex_);
+    if (error_.empty()) error_ = std::move(text);
+    stopped_ = true;
+    return false;
+  }
+  bool finished(double samples) {
+    {
+      const std::lock_guard lock(mutex_);
+      done_ += samples;
+      if (!told_ || !*told_ || (*told_)(std::min(1.0, done_ / area_))) return true;
+    }
+    return fail("the render was abandoned");
+  }
+  const std::string& error() const { return error_; }
+
+ private:
+  std::mutex mutex_;
+  std::string error_;
+  std::atomic<bool> stopped_{false};
+  double done_ = 0;
+  const std::function<bool(double)>* const told_;
+  const double area_;
+};
+
+void RenderJob::hold(double bytes) {
+  const double now = held_ += bytes;
+  double seen = peak_;
+  while (now > seen && !peak_.compare_exchange_weak(seen, now)) {
+  }
+}
+
+// The next rows of a tile, in steps between which an abandoned render is noticed.
+bool RenderJob::advance(RowEvaluator& evaluator, const IndexRect& tile, int64_t rows, Progress& progress,
+                        const Store& store) {
+  const FloatingPointMode mode;
+  try {
+    const int64_t step = std::max<int64_t>(1, kCheckedSamples / tile.width());
+    for (int64_t row = 0; row < rows; row += step) {
+      if (progress.stopped()) return false;
+      const double before = evaluator.bytes();
+      evaluator.advance(std::min(step, rows - row), store);
+      hold(evaluator.bytes() - before);
+      if (held_ > static_cast<double>(limit_)) return progress.fail(tooMuch(held_, limit_));
+      if (!progress.finished(static_cast<double>(std::min(step, rows - row) * tile.width()))) return false;
+    }
+  } catch (const std::bad_alloc&) {
+    return progress.fail("there is not enough memory for this render");
+  }
+  return true;
 }
 
 std::string RenderJob::runTiles(const Program& program, const IndexRect& frame, bool report,
                                 const Store& store) {
   if (options_.reference) return runReference(program, frame, store);
   const Passes passes = fusePasses(program);
+  if (passes.list.size() > kDeepestPasses) return "this recipe has too many filters that wait for each other";
   const Tiling tiling = chooseTiling(program, passes, frame, threads_, options_.tileSide, set_);
   const int64_t across = (frame.width() + tiling.width - 1) / tiling.width;
   const int64_t down = (frame.height() + tiling.height - 1) / tiling.height;
   const int threads = static_cast<int>(std::min<int64_t>(threads_, across * down));
   if (std::string error = refuse(tiling, threads, frame.area()); !error.empty()) return error;
-  double seen = peak_;
-  while (tiling.bytes * threads > seen && !peak_.compare_exchange_weak(seen, tiling.bytes * threads)) {
-  }
-  std::mutex mutex;
-  std::string error;
-  std::atomic<bool> stopped{false};
-  double done = 0;
-  const auto fail = [&](std::string text) {
-    const std::lock_guard lock(mutex);
-    if (error.empty()) error = std::move(text);
-    stopped = true;
-    return false;
-  };
-  const auto finished = [&](double samples) {
-    const std::lock_guard lock(mutex);
-    done += samples;
-    if (!report || !request_.progress || request_.progress(done / frame.area())) return true;
-    if (error.empty()) error = "the render was abandoned";
-    stopped = true;
-    return false;
-  };
+  Progress progress(report ? &request_.progress : nullptr, frame.area());
   runParts(across * down, threads, [&](int64_t part) {
-    const FloatingPointMode mode;
+    const int64_t x = frame.x0 + part % across * tiling.width, y = frame.y1 - part / across * tiling.height;
+    const IndexRect tile = intersection(frame, {x, y - tiling.height, x + tiling.width, y});
     try {
-      const int64_t x = frame.x0 + part % across * tiling.width, y = frame.y1 - part / across * tiling.height;
-      const IndexRect tile = intersection(frame, {x, y - tiling.height, x + tiling.width, y});
       RowEvaluator evaluator(program, passes, tile, set_);
-      const int64_t rows = std::max<int64_t>(1, kCheckedSamples / tile.width());
-      for (int64_t row = 0; row < tile.height(); row += rows) {
-        if (stopped) return false;
-        evaluator.advance(rows, store);
-        const auto samples = static_cast<double>(std::min(rows, tile.height() - row) * tile.width());
-        if (!finished(samples)) return false;
-      }
+      const bool done = advance(evaluator, tile, tile.height(), progress, store);
+      hold(-evaluator.bytes());
+      return done;
     } catch (const std::bad_alloc&) {
-      return fail("there is not enough memory for this render");
+      return progress.fail("there is not enough memory for this render");
     }
-    return true;
   });
-  return error;
+  return progress.error();
+}
+
+std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& space,
+                                const BandCallbacks& callbacks) {
+  const FloatingPointMode mode;
+  Program program;
+  if (std::string error = build(program); !error.empty()) return error;
+  const Passes passes = fusePasses(program);
+  // Strips from the top to the bottom of the picture, all of which go on from band to band.
+  const int64_t width = std::clamp<int64_t>((frame_.width() + 2 * threads_ - 1) / (2 * threads_), 512, 4096);
+  const int64_t strips = (frame_.width() + width - 1) / width;
+  const IndexRect first{frame_.x0, frame_.y0, std::min(frame_.x1, frame_.x0 + width), frame_.y1};
+  const Regions regions = regionsFor(program, first, set_);
+  const Tiling tiling{width, frame_.height(), bytesHeld(program, passes, first, set_),
+                      regions.samples / first.area(), regions.work / first.area()};
+  if (std::string error = refuse(tiling, strips, frame_.area()); !error.empty()) return error;
+  std::vector<IndexRect> tiles;
+  std::vector<std::unique_ptr<RowEvaluator>> evaluators;
+  for (int64_t x = frame_.x0; x < frame_.x1; x += width) {
+    tiles.push_back({x, frame_.y0, std::min(frame_.x1, x + width), frame_.y1});
+    evaluators.push_back(std::make_unique<RowEvaluator>(program, passes, tiles.back(), set_));
+  }
+  constexpr int64_t bandBytes = 8 << 20, leastRows = 16, mostRows = 256;
+  const int64_t rows = std::clamp(bandBytes / std::max<int64_t>(1, layout.bytesPerRow), leastRows, mostRows);
+  std::vector<uint8_t> bytes(static_cast<size_t>(std::min(rows, frame_.height()) * layout.bytesPerRow));
+  const PixelWriter writer(layout, space, working_, set_);
+  Progress progress(&request_.progress, frame_.area());
+  for (int64_t top = frame_.y1; top > frame_.y0; top -= rows) {
+    const int64_t count = std::min(rows, top - frame_.y0);
+    const IndexRect band{frame_.x0, top - count, frame_.x1, top};
+    if (std::string error = callbacks.provide(sourceRows(program, band)); !error.empty()) return error;
+    const Store store = writingTo(writer, layout, bytes.data(), top);
+    runParts(strips, threads_, [&](int64_t k) {
+      const auto strip = static_cast<size_t>(k);
+      return advance(*evaluators[strip], tiles[strip], count, progress, store);
+    });
+    if (!progress.error().empty()) return progress.error();
+    if (std::string error = callbacks.write(frame_.y1 - top, count, bytes.data(), layout.bytesPerRow);
+        !error.empty())
+      return error;
+  }
+  return {};
+}
+
+// The texels a band reads of every bitmap.
+std::vector<SourceRows> RenderJob::sourceRows(const Program& program, const IndexRect& band) const {
+  const Regions regions = regionsFor(program, band, set_);
+  std::vector<SourceRows> list;
+  for (const auto& [serial, source] : program.sources) {
+    IndexRect all;
+    for (size_t k = 0; k < program.steps.size(); ++k)
+      for (size_t e = 0; e < regions.edges[k].size(); ++e) {
+        const GridEdge& edge = program.steps[k].edges[e];
+        const IndexRect& box = regions.edges[k][e];
+        const int level = edge.level;
+        if (edge.source == source.get() && !box.empty())
+          all = unionOf(all, {0, box.y0 << level, 1, box.y1 << level});
+      }
+    const int64_t height = source->height(0);
+    if (!all.empty())
+      list.push_back({serial, height - std::min(height, all.y1), height - std::max<int64_t>(0, all.y0)});
+  }
+  return list;
+}
+
+bool RenderJob::readsInBands(const Bitmap& bitmap) {
+  Program program;
+  if (!build(program).empty()) return false;
+  const auto source = program.sources.find(bitmap.serial());
+  for (const Step& step : program.steps)
+    for (const GridEdge& edge : step.edges) {
+      const bool inOrder = step.op == Step::Op::sample && edge.exact;
+      const bool reads = source != program.sources.end() && edge.source == source->second.get();
+      if (!inOrder && (edge.step >= 0 || reads)) return false;
+    }
+  return program.tables.empty() && program.found.empty();
+}
+
+std::string RenderJob::explain(RenderPlan& plan) {
+  const FloatingPointMode mode;
+  Program program;
+  if (std::string error = build(program); !error.empty()) return error;
+  const Passes passes = fusePasses(program);
+  Tiling tiling = chooseTiling(program, passes, frame_, threads_, options_.tileSide, set_);
+  const double wholes = peak_;  // held while the program was built
+  for (int64_t y = frame_.y1; y > frame_.y0; y -= tiling.height)
+    for (int64_t x = frame_.x0; x < frame_.x1; x += tiling.width) {
+      const IndexRect tile = intersection(frame_, {x, y - tiling.height, x + tiling.width, y});
+      tiling.bytes = std::max(tiling.bytes, bytesHeld(program, passes, tile, set_));
+      // Without interpolation all tiles are alike.
+      if (!interpolates(passes)) y = frame_.y0, x = frame_.x1;
+    }
+  plan.text = explanation(program, passes, tiling, frame_);
+  plan.predictedBytes = std::max(wholes, tiling.bytes * threads_);
+  plan.predictedSamples = tiling.samples * frame_.area();
+  return refuse(tiling, threads_, frame_.area());
 }
 
 std::string RenderJob::runReference(const Program& program, const IndexRect& frame,

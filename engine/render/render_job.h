@@ -6,6 +6,8 @@
 
 #include "engine/plan/tiling.h"
 #include "engine/render/context.h"
+#include "engine/render/row_evaluator.h"
+#include "platform/pixel_conversion.h"
 
 namespace vello {
 
@@ -17,16 +19,25 @@ class RenderJob {
   int64_t height() const { return frame_.height(); }
   int64_t peakBytes() const { return static_cast<int64_t>(peak_); }
   std::string run(const PixelLayout& layout, const ColorSpacePtr& space, uint8_t* pixels);
+  std::string runBands(const PixelLayout& layout, const ColorSpacePtr& space, const BandCallbacks& callbacks);
+  bool readsInBands(const Bitmap& source);
+  std::string explain(RenderPlan& plan);
 
  private:
-  // n samples from column i of row j on.
-  using Store = std::function<void(int64_t j, int64_t i, int n, const Run& samples)>;
+  using Store = RowEvaluator::Store;
+  // Tells how much is done and takes the first error of any thread.
+  class Progress;
 
   ProgramOptions programOptions();
   std::string build(Program& program);
   std::string whole(const Program& program, const IndexRect& rect, Buffer& out);
-  std::string refuse(const Tiling& tiling, int threads, double area) const;
+  std::string refuse(const Tiling& tiling, int64_t tiles, double area) const;
   std::string runTiles(const Program& program, const IndexRect& frame, bool report, const Store& store);
+  bool advance(RowEvaluator& evaluator, const IndexRect& tile, int64_t rows, Progress& progress,
+               const Store& store);
+  Store writingTo(const PixelWriter& writer, const PixelLayout& layout, uint8_t* pixels, int64_t top) const;
+  std::vector<SourceRows> sourceRows(const Program& program, const IndexRect& band) const;
+  void hold(double bytes);
   std::string runReference(const Program& program, const IndexRect& frame, const Store& store) const;
 
   const ContextOptions& options_;
@@ -37,7 +48,7 @@ class RenderJob {
   const InstructionSet set_;
   Lattice lattice_;
   IndexRect frame_;
-  std::atomic<double> peak_{0};
+  std::atomic<double> held_{0}, peak_{0};
 };
 
 }  // namespace vello

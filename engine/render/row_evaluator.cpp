@@ -168,6 +168,15 @@ void RowEvaluator::advance(int64_t rows, const Store& store) {
   }
 }
 
+double RowEvaluator::bytes() const {
+  double all = static_cast<double>(work_->slots.size() * sizeof(float));
+  for (const auto& kept : kept_)
+    if (kept) all += kept->ring.bytes() + (kept->filter ? kept->filter->bytes() : 0);
+  for (const std::vector<Grid>& grids : grids_)
+    for (const Grid& grid : grids) all += Grid::bytesFor(grid.box());
+  return all;
+}
+
 // Makes sure that what a pass reads for its row j is there.
 void RowEvaluator::prepare(const Pass& pass, int64_t j) {
   const auto p = static_cast<size_t>(&pass - passes_.list.data());

@@ -22,6 +22,8 @@ class RowEvaluator {
   ~RowEvaluator();
   // The next `rows` rows of the rectangle.
   void advance(int64_t rows, const Store& store);
+  // Memory it holds; it only grows.
+  double bytes() const;
 
  private:
   struct Kept;

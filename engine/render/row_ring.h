@@ -26,6 +26,7 @@ class RowRing {
     float* p = const_cast<float*>(samples_.data()) + slot(row) * 4 * stride_;
     return {p, p + stride_, p + 2 * stride_, p + 3 * stride_};
   }
+  double bytes() const { return static_cast<double>(samples_.capacity() * sizeof(float)); }
 
  private:
   int64_t slot(int64_t row) const { return row & (capacity_ - 1); }  // a power of two

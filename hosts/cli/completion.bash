@@ -27,7 +27,7 @@ _vello() {
   case $command in
     render)
       if [[ $cur == -* ]]; then
-        _vello_words '--chain -o --output --out-dir --format --depth --quality --dpi --jobs --verbose --help'
+        _vello_words '--chain -o --output --out-dir --format --depth --quality --dpi --jobs --explain --verbose --help'
       else
         _vello_files
       fi ;;

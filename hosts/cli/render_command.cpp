@@ -5,6 +5,7 @@
 #include <charconv>
 #include <csignal>
 #include <filesystem>
+#include <iostream>
 #include <memory>
 #include <thread>
 
@@ -125,6 +126,7 @@ void Batch::tell(size_t index) {
   const RenderTask& task = tasks_[index];
   for (const std::string& text : report.warnings) warning(text);
   for (const std::string& error : report.errors) failure(error);
+  if (!report.plan.empty()) std::cout << report.plan;
   if (report.written && (verbose_ || !standardErrorIsTerminal()))
     notice(task.input + " -> " + task.output + (verbose_ ? timesText(report) : ""));
   if (report.errors.empty()) ++done_;
@@ -198,7 +200,8 @@ int runRender(const RenderArguments& arguments) {
   const InterruptionGuard guard;
   std::vector<std::string> kept = *pictures;
   kept.push_back(arguments.chain);
-  RenderSettings settings{text, arguments.depth, arguments.quality.value_or(90), arguments.dpi};
+  RenderSettings settings{text, arguments.depth, arguments.quality.value_or(90), arguments.dpi,
+                          arguments.explain};
   return Batch(planTasks(arguments, kept), std::move(settings), arguments.verbose).run(arguments.jobs);
 }
 
@@ -235,6 +238,8 @@ void addRenderCommand(CommandLine& line) {
   command->add_option("--jobs", arguments->jobs, "Pictures at once, 1 to 256; else 1")
       ->type_name("N")
       ->check(CLI::Range(1, 256).description(""));
+  command->add_flag("--explain", arguments->explain,
+                    "Tell how the pictures would be rendered, and write none");
   command->add_flag("--verbose", arguments->verbose, "Tell times and peak memory");
   command->callback([&line, arguments] { line.run = [arguments] { return runRender(*arguments); }; });
 }

@@ -3,7 +3,6 @@
 #include <exception>
 #include <new>
 
-#include "hosts/cli/bands.h"
 #include "hosts/cli/stopwatch.h"
 #include "hosts/cli/streamed_render.h"
 #include "source/core/session/KPImageFilter.h"
@@ -70,6 +69,16 @@ void addResult(const StreamedResult& result, const StreamedPicture& source, cons
   if (!result.ok()) report.errors.push_back(named(result.error, task));
 }
 
+void explain(const PictureRequest& picture, const RenderTask& task, RenderReport& report) {
+  RenderPlan plan;
+  const std::string error = CIContext(picture.options).explain(renderRequestFor(picture), plan);
+  const auto megabytes = static_cast<int64_t>(plan.predictedBytes / 1e6) + 1;
+  report.plan = task.input + ": " + plan.text + "at most " + std::to_string(megabytes) +
+                " MB of intermediates, " + std::to_string(static_cast<int64_t>(plan.predictedSamples)) +
+                " samples\n";
+  if (!error.empty()) report.errors.push_back(named(error, task));
+}
+
 // False when it is to be done again in a `way` that was changed.
 bool renderIn(Way& way, const RenderTask& task, const RenderSettings& settings,
               const std::function<bool(double)>& progress, RenderReport& report) {
@@ -92,7 +101,13 @@ bool renderIn(Way& way, const RenderTask& task, const RenderSettings& settings,
   PictureRequest picture = requestFor(controller, *source, task, settings);
   picture.keepAlpha |= way.keepAlpha;
   picture.progress = progress;
-  if (!way.randomAccess && !readsInBands(renderRequestFor(picture), source->bitmap()))
+  if (settings.explain) {
+    explain(picture, task, report);
+    reportFailures(controller.filterStack(), task, report);
+    return true;
+  }
+  if (!way.randomAccess &&
+      !CIContext(picture.options).readsInBands(renderRequestFor(picture), source->bitmap()))
     return way.randomAccess = true, false;
   const StreamedResult result =
       renderToFile({picture, *source, task.output, optionsFor(*source, task, settings)});

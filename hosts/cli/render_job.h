@@ -16,6 +16,7 @@ struct RenderSettings {
   std::optional<int> depth;
   int quality = 90;
   std::optional<double> dpi;
+  bool explain = false;  // plan only
 };
 
 struct RenderReport {
@@ -25,6 +26,7 @@ struct RenderReport {
   StreamedPicture::Storage storage = StreamedPicture::Storage::inMemory;  // of the source
   double decodeSeconds = 0, renderSeconds = 0, writeSeconds = 0;
   bool written = false;
+  std::string plan;  // where that was all that was asked for
 };
 
 // Blocks; any thread. `progress` is told the finished share and abandons the rendering by returning false.

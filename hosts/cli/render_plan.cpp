@@ -66,6 +66,7 @@ std::string conflict(const RenderTask& task, const std::vector<RenderTask>& earl
 }  // namespace
 
 std::optional<std::string> argumentsProblem(const RenderArguments& arguments) {
+  if (arguments.explain && arguments.output.empty()) return std::nullopt;
   if (arguments.output.empty() == arguments.outputFolder.empty())
     return "give either -o or --out-dir for the results";
   if (arguments.output.empty()) return std::nullopt;
@@ -80,7 +81,7 @@ std::vector<RenderTask> planTasks(const RenderArguments& arguments, const std::v
   std::vector<RenderTask> tasks;
   for (const std::string& input : arguments.inputs) {
     RenderTask task = taskFor(arguments, input);
-    if (task.problem.empty()) task.problem = conflict(task, tasks, untouchable);
+    if (task.problem.empty() && !arguments.explain) task.problem = conflict(task, tasks, untouchable);
     tasks.push_back(std::move(task));
   }
   return tasks;

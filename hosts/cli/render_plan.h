@@ -16,6 +16,7 @@ struct RenderArguments {
   std::optional<double> dpi;
   int jobs = 1;
   bool verbose = false;
+  bool explain = false;  // tell what would be done, and write nothing
 };
 
 struct RenderTask {

@@ -1,6 +1,5 @@
 #include "hosts/cli/streamed_render.h"
 
-#include "hosts/cli/bands.h"
 #include "hosts/cli/stopwatch.h"
 #include "platform/streamed_writer.h"
 
@@ -97,8 +96,9 @@ StreamedResult renderToFile(const StreamedRequest& request) {
       [&](int64_t firstRow, int64_t rows, const uint8_t* bytes, int64_t bytesPerRow) {
         return writer.write(firstRow, rows, bytes, bytesPerRow);
       }};
-  result.error = renderBands(CIContext(request.picture.options), renderRequestFor(request.picture), layout,
-                             request.picture.space, request.source.bitmap(), callbacks);
+  result.error =
+      CIContext(request.picture.options)
+          .renderBands(renderRequestFor(request.picture), layout, request.picture.space, callbacks);
   // A damaged file is told of also where the result needs no more of its rows.
   if (result.ok()) result.error = source.provideRest();
   if (result.ok()) result.error = writer.finish();

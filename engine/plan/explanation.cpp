@@ -1,0 +1,108 @@
+#include "engine/plan/explanation.h"
+
+#include <cstdio>
+#include <vector>
+
+#include "engine/catalogue/definition.h"
+#include "engine/filters/families.h"
+
+namespace vello {
+namespace {
+
+std::string text(int64_t v) { return std::to_string(v); }
+
+std::string sizeOf(const IndexRect& r) {
+  const bool endless = r.width() >= kIndexLimit || r.height() >= kIndexLimit;
+  return endless ? "endless" : text(r.width()) + " x " + text(r.height());
+}
+
+const char* kindName(Kind kind) {
+  static const char* const names[] = {"point", "blend", "generate", "warp",   "taps",   "separable",
+                                      "line",  "area",  "resample", "reduce", "raster", "frame"};
+  return names[static_cast<int>(kind)];
+}
+
+// The filter whose kernel it is; one that belongs to a composition has no name of its own.
+std::string filterName(const Node& node) {
+  for (const FilterFamily& family : filterFamilies())
+    for (const FilterDef& row : family.filters)
+      if (row.maker.ops == node.ops) return row.name;
+  return std::string("a ") + kindName(node.ops->kind) + " kernel";
+}
+
+std::string axisName(const AxisStage& stage) {
+  const std::string count = text(stage.count()), factor = text(stage.factor());
+  switch (stage.type()) {
+    case AxisStage::Type::convolve:
+      return "sum of " + count + " x " + count;
+    case AxisStage::Type::reduce:
+      return "reduced by " + factor;
+    case AxisStage::Type::expand:
+      return "expanded by " + factor;
+    case AxisStage::Type::resample:
+      return "resampled, " + count + " terms";
+  }
+  return {};
+}
+
+std::string nameOf(const Step& step) {
+  const Node& node = *step.node;
+  switch (step.op) {
+    case Step::Op::empty:
+      return "nothing";
+    case Step::Op::sample:
+      return step.edges[0].exact ? "texels" : "interpolated samples";
+    case Step::Op::crop:
+      return "crop";
+    case Step::Op::clamp:
+      return "repeated edges";
+    case Step::Op::axis:
+      return filterName(node) + ", " + axisName(*step.axisX);
+    case Step::Op::kernel:
+      return filterName(node);
+  }
+  return {};
+}
+
+std::string inputsOf(const Step& step) {
+  std::string list;
+  for (size_t n = 0; n < step.inputs.size(); ++n)
+    if (step.inputs[n] >= 0) list += (list.empty() ? " of " : ", ") + text(step.inputs[n]);
+  for (const GridEdge& edge : step.edges)
+    if (edge.source)
+      list += " from a picture of " + text(edge.source->width(0)) + " x " + text(edge.source->height(0)) +
+              (edge.level > 0 ? " at 1/" + text(int64_t{1} << edge.level) : "");
+  return list;
+}
+
+std::string shortNumber(double v) {
+  char buffer[32];
+  std::snprintf(buffer, sizeof buffer, "%.3g", v);
+  std::string result = buffer;
+  // A host's locale may write a comma.
+  if (const auto at = result.find(','); at != std::string::npos) result[at] = '.';
+  return result;
+}
+
+}  // namespace
+
+std::string explanation(const Program& program, const Passes& passes, const Tiling& tiling,
+                        const IndexRect& frame) {
+  std::string list = "rendering " + sizeOf(frame) + " in tiles of " + text(tiling.width) + " x " +
+                     text(tiling.height) + "\n";
+  for (size_t k = 0; k < program.steps.size(); ++k) {
+    const Step& step = program.steps[k];
+    list += text(static_cast<int64_t>(k)) + "  " + nameOf(step) + inputsOf(step) + ": " + sizeOf(step.bounds);
+    if (step.lattice.pitch != program.steps[static_cast<size_t>(program.root)].lattice.pitch)
+      list += ", pitch " + shortNumber(step.lattice.pitch);
+    if (step.straight) list += ", straight colour";
+    list += passes.keptBy[k] >= 0 ? ", keeps rows\n" : "\n";
+  }
+  list += text(static_cast<int64_t>(program.steps.size())) + " steps: " + text(passes.fused) +
+          " computed in passing, " + text(program.shared) + " used more than once; " +
+          text(static_cast<int64_t>(passes.list.size())) + " passes; " + shortNumber(tiling.samples) +
+          " samples computed for each of the result\n";
+  return list;
+}
+
+}  // namespace vello
