@@ -45,6 +45,10 @@ std::string axisName(const AxisStage& stage) {
   return {};
 }
 
+std::string windowName(const Chords& chords) {
+  return "windows of " + text(2 * chords.halves[0] + 1) + " x " + text(2 * chords.height() + 1);
+}
+
 std::string nameOf(const Step& step) {
   const Node& node = *step.node;
   switch (step.op) {
@@ -57,7 +61,7 @@ std::string nameOf(const Step& step) {
     case Step::Op::clamp:
       return "repeated edges";
     case Step::Op::axis:
-      return filterName(node) + ", " + axisName(*step.axisX);
+      return filterName(node) + ", " + (step.axisX ? axisName(*step.axisX) : windowName(*step.chords));
     case Step::Op::kernel:
       return filterName(node);
   }

@@ -45,8 +45,8 @@ bool interpolates(const Passes& passes) {
   return std::any_of(passes.list.begin(), passes.list.end(), [](const Pass& p) { return !p.moving.empty(); });
 }
 
-double bytesHeld(const Program& program, const Passes& passes, const IndexRect& out, InstructionSet set) {
-  const Regions all = regionsFor(program, out, set);
+double bytesHeld(const Program& program, const Passes& passes, const IndexRect& out, const Regions& all,
+                 InstructionSet set) {
   if (!(all.samples < 1e300)) return all.samples;
   const int64_t middle = (out.y0 + out.y1) / 2;
   const Regions line = regionsFor(program, {out.x0, middle, out.x1, middle + 1}, set);
@@ -87,8 +87,8 @@ Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRec
     const int64_t x = frame.x0 + (frame.width() - width) / 2, y = frame.y0 + (frame.height() - height) / 2;
     const IndexRect middle{x, y, x + width, y + height};
     const Regions regions = regionsFor(program, middle, set);
-    return Tiling{width, height, bytesHeld(program, passes, middle, set), regions.samples / middle.area(),
-                  regions.work / middle.area()};
+    return Tiling{width, height, bytesHeld(program, passes, middle, regions, set),
+                  regions.samples / middle.area(), regions.work / middle.area()};
   };
   if (side > 0) return tile(side, side);
   const bool square = interpolates(passes);

@@ -22,6 +22,7 @@ Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRec
 bool interpolates(const Passes& passes);
 
 // At most held by an evaluation of `out`.
-double bytesHeld(const Program& program, const Passes& passes, const IndexRect& out, InstructionSet set);
+double bytesHeld(const Program& program, const Passes& passes, const IndexRect& out, const Regions& regions,
+                 InstructionSet set);
 
 }  // namespace vello

@@ -45,6 +45,7 @@ class RectangleRows : public ExtremeRows {
     rows_.added(row);
   }
   void make(int64_t j, const Run& out) override { rows_.make(lowestFor(j), out); }
+  double bytes() const override { return rows_.bytes(); }
 
  private:
   RowsFold rows_;
@@ -69,6 +70,8 @@ class ChordRows : public ExtremeRows {
     copyRun(open_.at(j), out, out_.width());
     done_ = j;
   }
+
+  double bytes() const override { return open_.bytes(); }
 
  private:
   void open(int64_t j) {

@@ -105,6 +105,12 @@ std::string RenderJob::refuse(const Tiling& tiling, int64_t tiles, double area) 
   return {};
 }
 
+Tiling RenderJob::needsOf(const Program& program, const Passes& passes, const IndexRect& tile,
+                          const Regions& regions) const {
+  return {tile.width(), tile.height(), bytesHeld(program, passes, tile, regions, set_),
+          regions.samples / tile.area(), regions.work / tile.area()};
+}
+
 class RenderJob::Progress {
  public:
   Progress(const std::function<bool(double)>* told, double area) : told_(told), area_(area) {}
@@ -176,7 +182,12 @@ std::string RenderJob::runTiles(const Program& program, const IndexRect& frame, 
     const int64_t x = frame.x0 + part % across * tiling.width, y = frame.y1 - part / across * tiling.height;
     const IndexRect tile = intersection(frame, {x, y - tiling.height, x + tiling.width, y});
     try {
-      RowEvaluator evaluator(program, passes, tile, set_);
+      Regions regions = regionsFor(program, tile, set_);
+      // Tiles differ where something is moved: none starts that would not fit.
+      const Tiling needs = needsOf(program, passes, tile, regions);
+      if (std::string error = refuse(needs, threads, tile.area()); !error.empty())
+        return progress.fail(error);
+      RowEvaluator evaluator(program, passes, tile, std::move(regions), set_);
       const bool done = advance(evaluator, tile, tile.height(), progress, store);
       hold(-evaluator.bytes());
       return done;
@@ -197,15 +208,15 @@ std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& 
   const int64_t width = std::clamp<int64_t>((frame_.width() + 2 * threads_ - 1) / (2 * threads_), 512, 4096);
   const int64_t strips = (frame_.width() + width - 1) / width;
   const IndexRect first{frame_.x0, frame_.y0, std::min(frame_.x1, frame_.x0 + width), frame_.y1};
-  const Regions regions = regionsFor(program, first, set_);
-  const Tiling tiling{width, frame_.height(), bytesHeld(program, passes, first, set_),
-                      regions.samples / first.area(), regions.work / first.area()};
+  const Tiling tiling = needsOf(program, passes, first, regionsFor(program, first, set_));
   if (std::string error = refuse(tiling, strips, frame_.area()); !error.empty()) return error;
   std::vector<IndexRect> tiles;
   std::vector<std::unique_ptr<RowEvaluator>> evaluators;
   for (int64_t x = frame_.x0; x < frame_.x1; x += width) {
     tiles.push_back({x, frame_.y0, std::min(frame_.x1, x + width), frame_.y1});
-    evaluators.push_back(std::make_unique<RowEvaluator>(program, passes, tiles.back(), set_));
+    Regions regions = regionsFor(program, tiles.back(), set_);
+    evaluators.push_back(
+        std::make_unique<RowEvaluator>(program, passes, tiles.back(), std::move(regions), set_));
   }
   constexpr int64_t bandBytes = 8 << 20, leastRows = 16, mostRows = 256;
   const int64_t rows = std::clamp(bandBytes / std::max<int64_t>(1, layout.bytesPerRow), leastRows, mostRows);
@@ -215,7 +226,9 @@ std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& 
   for (int64_t top = frame_.y1; top > frame_.y0; top -= rows) {
     const int64_t count = std::min(rows, top - frame_.y0);
     const IndexRect band{frame_.x0, top - count, frame_.x1, top};
-    if (std::string error = callbacks.provide(sourceRows(program, band)); !error.empty()) return error;
+    // What is interpolated is read for a whole strip before its first row.
+    const IndexRect& read = interpolates(passes) ? frame_ : band;
+    if (std::string error = callbacks.provide(sourceRows(program, read)); !error.empty()) return error;
     const Store store = writingTo(writer, layout, bytes.data(), top);
     runParts(strips, threads_, [&](int64_t k) {
       const auto strip = static_cast<size_t>(k);
@@ -273,7 +286,8 @@ std::string RenderJob::explain(RenderPlan& plan) {
   for (int64_t y = frame_.y1; y > frame_.y0; y -= tiling.height)
     for (int64_t x = frame_.x0; x < frame_.x1; x += tiling.width) {
       const IndexRect tile = intersection(frame_, {x, y - tiling.height, x + tiling.width, y});
-      tiling.bytes = std::max(tiling.bytes, bytesHeld(program, passes, tile, set_));
+      tiling.bytes =
+          std::max(tiling.bytes, needsOf(program, passes, tile, regionsFor(program, tile, set_)).bytes);
       // Without interpolation all tiles are alike.
       if (!interpolates(passes)) y = frame_.y0, x = frame_.x1;
     }

@@ -31,6 +31,8 @@ class RenderJob {
   ProgramOptions programOptions();
   std::string build(Program& program);
   std::string whole(const Program& program, const IndexRect& rect, Buffer& out);
+  Tiling needsOf(const Program& program, const Passes& passes, const IndexRect& tile,
+                 const Regions& regions) const;
   std::string refuse(const Tiling& tiling, int64_t tiles, double area) const;
   std::string runTiles(const Program& program, const IndexRect& frame, bool report, const Store& store);
   bool advance(RowEvaluator& evaluator, const IndexRect& tile, int64_t rows, Progress& progress,

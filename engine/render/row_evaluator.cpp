@@ -76,10 +76,10 @@ struct RowEvaluator::Workspace {
 };
 
 RowEvaluator::RowEvaluator(const Program& program, const Passes& passes, const IndexRect& out,
-                           InstructionSet set)
+                           Regions regions, InstructionSet set)
     : program_(program),
       passes_(passes),
-      regions_(regionsFor(program, out, set)),
+      regions_(std::move(regions)),
       set_(set),
       loops_(rowLoops(set)),
       out_(out),

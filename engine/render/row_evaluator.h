@@ -18,7 +18,9 @@ class RowEvaluator {
   // n samples of row j from column i on, premultiplied.
   using Store = std::function<void(int64_t j, int64_t i, int n, const Run& samples)>;
 
-  RowEvaluator(const Program& program, const Passes& passes, const IndexRect& out, InstructionSet set);
+  // `regions` are those of `out`.
+  RowEvaluator(const Program& program, const Passes& passes, const IndexRect& out, Regions regions,
+               InstructionSet set);
   ~RowEvaluator();
   // The next `rows` rows of the rectangle.
   void advance(int64_t rows, const Store& store);

@@ -304,8 +304,8 @@ KERNEL void interleaveLoop(const float* const* planes, float* out, int64_t n) {
                  (grid, stride, taps, out, n))                                                             \
   VELLO_ROW_LOOP(target, void, interleave, interleaveLoop,                                                 \
                  (const float* const* planes, float* out, int64_t n), (planes, out, n))                    \
-  constexpr RowLoops kLoops{weightedSum, symmetricSum, scatter,    add,      least,      greatest,           \
-                            snapToOne,   allOnes,      divide,     multiply, places,     gridPlaces,         \
+  constexpr RowLoops kLoops{weightedSum, symmetricSum, scatter,     add,       least,  greatest,           \
+                            snapToOne,   allOnes,      divide,      multiply,  places, gridPlaces,         \
                             gridBounds,  gridTaps,     interpolate, interleave};
 
 namespace baseline {

@@ -41,6 +41,12 @@ void RowsFold::added(int64_t row) {
              width_);
 }
 
+double RowsFold::bytes() const {
+  double all = 0;
+  for (const RowRing& level : levels_) all += level.bytes();
+  return all;
+}
+
 void RowsFold::make(int64_t row, const Run& out) const {
   int64_t done = 0;
   for (size_t k = 0; k < levels_.size(); ++k) {

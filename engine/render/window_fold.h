@@ -28,6 +28,7 @@ class RowsFold {
   Run at(int64_t row) const { return levels_[0].at(row); }
   // The window whose lowest row is `row`: the one added last, or the one above it.
   void make(int64_t row, const Run& out) const;
+  double bytes() const;
 
  private:
   const FoldLoop fold_;
