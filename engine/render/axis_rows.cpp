@@ -119,6 +119,8 @@ class MeanRows : public StagedRows {
     loops_.snapToOne(out.a, out_.width());
   }
 
+  double bytes() const override { return rows_.bytes(); }
+
  private:
   ColumnFilter columns_;
   RowsFold rows_;
