@@ -23,6 +23,11 @@ struct Move {
   float dx, dy, gain;
 };
 
+// A copy of an image, read at `scale` times the distance from the anchor, and its share of a sum.
+struct ScaledCopy {
+  double scale, weight;
+};
+
 struct Vec2 {
   double x, y;
 };

@@ -18,6 +18,7 @@ enum class Kind {
   generate,   // nothing but the place
   warp,       // one image, moved
   taps,       // N moved samples of every image but the first, driven by a sample of the first
+  zoom,       // a weighted sum of one image at several scales
   separable,  // one profile along both axes
   line,       // one profile along a direction
   area,       // a window of samples around the place
@@ -113,6 +114,8 @@ struct KernelOps {
   void (*where)(const void* kernel, At, Px driver, Move* moves) = nullptr;
   Px (*gather)(const void* kernel, At, Px driver, const Px* samples) = nullptr;
   double (*bound)(const Values&) = nullptr;  // no move is longer; longer ones are clamped to it
+  // zoom
+  View<ScaledCopy> (*copies)(const void* kernel) = nullptr;
   // separable, line, resample: weight at a distance (image units), how far it reaches, and the kind's own
   // extra
   double (*profile)(const void* kernel, double t) = nullptr;

@@ -17,6 +17,7 @@
 //   magnification(const Values&) optional taps       Many<Move, N> where(At, Px driver) const; Px
 //   operator()(At, Px driver, const Many<Px, N>&...) const with
 //              one Many per image after the first; static double bound(const Values&)
+//   zoom       View<ScaledCopy> copies() const, around the anchor
 //   separable  double profile(double t) const; double reach() const; double smooth() const optional
 //   line       profile, reach, Vec2 direction() const
 //   area       Px operator()(const W&) const, a template over the window; double reach() const
@@ -247,6 +248,13 @@ constexpr KernelOps makeTaps() {
 }
 
 template <class K>
+constexpr KernelOps makeZoom() {
+  KernelOps ops = common<K>(Kind::zoom, 1, firstExtent);
+  ops.copies = [](const void* kernel) -> View<ScaledCopy> { return as<K>(kernel).copies(); };
+  return ops;
+}
+
+template <class K>
 constexpr void addProfile(KernelOps& ops) {
   if constexpr (requires(const K& k) { k.profile(0.0); })
     ops.profile = [](const void* kernel, double t) { return as<K>(kernel).profile(t); };
@@ -320,6 +328,8 @@ template <class K>
 inline constexpr KernelOps kWarp = makeWarp<K>();
 template <class K, int N, int Images>
 inline constexpr KernelOps kTaps = makeTaps<K, N, Images>();
+template <class K>
+inline constexpr KernelOps kZoom = makeZoom<K>();
 template <class K, Kind Of>
 inline constexpr KernelOps kProfile = makeProfile<K>(Of);
 template <class K>
@@ -358,6 +368,10 @@ constexpr const KernelOps* warp() {
 template <class K, int N, int Images = 2>
 constexpr const KernelOps* taps() {
   return &kinds::kTaps<K, N, Images>;
+}
+template <class K>
+constexpr const KernelOps* zoom() {
+  return &kinds::kZoom<K>;
 }
 template <class K>
 constexpr const KernelOps* separable() {

@@ -18,7 +18,8 @@ bool isCheap(const Step& step) { return step.op == Step::Op::empty || copiesTexe
 Reader::Way wayOf(const Step& user, size_t n) {
   if (user.op == Step::Op::axis) return Reader::Way::axis;
   if (user.op == Step::Op::clamp) return Reader::Way::clamp;
-  if (user.op == Step::Op::sample || isKernel(user, Kind::warp)) return Reader::Way::grid;
+  if (user.op == Step::Op::sample || isKernel(user, Kind::warp) || isKernel(user, Kind::zoom))
+    return Reader::Way::grid;
   if (isKernel(user, Kind::taps) && n > 0) return Reader::Way::grid;
   if (isKernel(user, Kind::area) || isKernel(user, Kind::line)) return Reader::Way::window;
   return Reader::Way::same;

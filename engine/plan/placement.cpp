@@ -44,6 +44,15 @@ void gridRun(const Step& step, int64_t j, int64_t i, int n, InstructionSet set, 
                    out.u, out.v, n);
 }
 
+void gridRun(const Step& step, const ScaledCopy& copy, int64_t j, int64_t i, int n, InstructionSet set,
+             GridRun& out) {
+  const double s = copy.scale, x = step.anchor.x * (1 - s), y = step.anchor.y * (1 - s);
+  const CGAffineTransform t = CGAffineTransformConcat({s, 0, 0, s, x, y}, step.edges[0].toGrid);
+  const Lattice& l = step.lattice;
+  const RowPlaces row{l.ox, static_cast<double>(i), l.pitch};
+  rowLoops(set).gridPlaces({row, l.y(j), nullptr, nullptr, t.a, t.b, t.c, t.d, t.tx, t.ty}, out.u, out.v, n);
+}
+
 GridPoint gridPoint(const Step& step, const GridEdge& edge, int64_t i, int64_t j, Move move) {
   return onGrid(edge, step.lattice.x(i) + move.dx, step.lattice.y(j) + move.dy);
 }

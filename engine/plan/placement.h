@@ -22,6 +22,10 @@ void gridRun(const Step& step, int64_t j, int64_t i, int n, InstructionSet set, 
 struct GridPoint {
   double u, v;
 };
+// The same for a run of a zoom kernel's copy.
+void gridRun(const Step& step, const ScaledCopy& copy, int64_t j, int64_t i, int n, InstructionSet set,
+             GridRun& out);
+
 GridPoint gridPoint(const Step& step, const GridEdge& edge, int64_t i, int64_t j, Move move);
 
 // The grid samples that interpolating at u, v in these ranges reads.

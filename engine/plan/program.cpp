@@ -120,6 +120,7 @@ class Builder {
   int stepOf(const NodePtr& node, const Lattice& lattice) const;
   GridEdge edge(const NodePtr& input, const Lattice& own, const Lattice& child,
                 const CGAffineTransform& toInput);
+  GridEdge stepEdge(int step, const Lattice& child, const CGAffineTransform& toInput) const;
   const TexelSource* sourceOf(const NodePtr& node, CGAffineTransform& toTexel, CGRect& valid, double pitch);
   int emitKernel(const Request& request, Step step);
   int axisStep(const Node& node, int input, const Lattice& lattice, const IndexRect& bounds, AxisStage x,
@@ -198,7 +199,7 @@ std::vector<Request> Builder::needs(const Request& request) const {
     if (readsWhole(node, i)) continue;
     const bool moved = kind == Kind::warp || (kind == Kind::taps && i > 0);
     if (moved && sourceChain(node.inputs[i])) continue;
-    list.push_back({node.inputs[i], moved ? edgeLattice(request) : own});
+    list.push_back({node.inputs[i], moved || kind == Kind::zoom ? edgeLattice(request) : own});
   }
   return list;
 }
@@ -246,7 +247,12 @@ GridEdge Builder::edge(const NodePtr& input, const Lattice& own, const Lattice& 
               whole(own.ox + 0.5 + t.tx) && whole(own.oy + 0.5 + t.ty);
     return e;
   }
-  e.step = stepOf(input, child);
+  return stepEdge(stepOf(input, child), child, toInput);
+}
+
+GridEdge Builder::stepEdge(int step, const Lattice& child, const CGAffineTransform& toInput) const {
+  GridEdge e;
+  e.step = step;
   e.valid = program_.steps[static_cast<size_t>(e.step)].bounds;
   const double p = 1 / child.pitch;
   e.toGrid = CGAffineTransformConcat(toInput, {p, 0, 0, p, -child.ox * p - 0.5, -child.oy * p - 0.5});
@@ -339,6 +345,11 @@ int Builder::emitKernel(const Request& request, Step step) {
       step.inputs.push_back(-1);
     } else if (ops.kind == Kind::warp || (ops.kind == Kind::taps && i > 0)) {
       step.edges.push_back(edge(node.inputs[i], step.lattice, edgeLattice(request), {}));
+      step.inputs.push_back(step.edges.back().step);
+    } else if (ops.kind == Kind::zoom) {
+      // Light is added, so light is interpolated, of bitmaps as well.
+      const Lattice child = edgeLattice(request);
+      step.edges.push_back(stepEdge(stepOf(node.inputs[i], child), child, {}));
       step.inputs.push_back(step.edges.back().step);
     } else {
       step.inputs.push_back(stepOf(node.inputs[i], step.lattice));

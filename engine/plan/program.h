@@ -40,7 +40,7 @@ struct Step {
   Lattice lattice;
   IndexRect bounds;             // samples outside are transparent
   std::vector<int> inputs;      // steps; -1 where an image is read whole or along an edge from a source
-  std::vector<GridEdge> edges;  // sample, warp and taps: one; taps: one per image after the first
+  std::vector<GridEdge> edges;  // sample, warp, zoom: one; taps: one per image after the first
   IndexRect clampRect;          // clamp: the samples whose edge is repeated
   bool straight = false;        // its samples are straight colour
   // kernel

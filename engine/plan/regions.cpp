@@ -74,10 +74,23 @@ double workOf(const Step& step) {
   constexpr double perTerm = 1.0 / 8, perPlace = 4;
   if (step.chords) return 1 + perTerm * 4 * static_cast<double>(step.chords->halves.size());
   if (step.op == Step::Op::axis) return 1 + perTerm * (step.axisX->count() + step.axisY->count());
-  const double lookups = static_cast<double>(step.edges.size()) * std::max(1, step.ops ? step.ops->taps : 1);
+  double lookups = static_cast<double>(step.edges.size()) * std::max(1, step.ops ? step.ops->taps : 1);
+  if (step.ops && step.ops->kind == Kind::zoom) lookups = step.ops->copies(step.kernel.get()).count;
   const double side = static_cast<double>(2 * step.reach + 1);
   const bool area = step.ops && step.ops->kind == Kind::area;
   return 1 + perPlace * lookups + perTerm * (area ? side * side : static_cast<double>(step.line.size()));
+}
+
+IndexRect zoomedBox(const Step& step, const IndexRect& r, InstructionSet set) {
+  Box box;
+  GridRun place;
+  for (const ScaledCopy& copy : step.ops->copies(step.kernel.get()))
+    for (const int64_t i : {r.x0, r.x1 - 1})
+      for (const int64_t j : {r.y0, r.y1 - 1}) {
+        gridRun(step, copy, j, i, 1, set, place);
+        box.add(place.u[0], place.v[0]);
+      }
+  return gridBox(step.edges[0], box.u0, box.v0, box.u1, box.v1);
 }
 
 class Demand {
@@ -140,6 +153,8 @@ class Demand {
     switch (step.ops->kind) {
       case Kind::warp:
         return askEdge(k, step.edges[0], movedBox(step, r, set_));
+      case Kind::zoom:
+        return askEdge(k, step.edges[0], zoomedBox(step, r, set_));
       case Kind::taps:
         ask(step.inputs[0], r);
         for (const GridEdge& edge : step.edges) askEdge(k, edge, boundedBox(step, edge, r));

@@ -87,6 +87,8 @@ class ReferenceEvaluator {
     switch (ops.kind) {
       case Kind::warp:
         return moved(step, step.edges[0], i, j, ops.move(k, at));
+      case Kind::zoom:
+        return zoomed(step, i, j);
       case Kind::taps:
         return tapped(step, i, j, at);
       case Kind::line: {
@@ -142,7 +144,20 @@ class ReferenceEvaluator {
   }
 
   Px moved(const Step& step, const GridEdge& edge, int64_t i, int64_t j, Move m) const {
-    const GridPoint at = gridPoint(step, edge, i, j, m);
+    return interpolated(edge, gridPoint(step, edge, i, j, m)) * m.gain;
+  }
+
+  Px zoomed(const Step& step, int64_t i, int64_t j) const {
+    Sum sum;
+    GridRun place;
+    for (const ScaledCopy& copy : step.ops->copies(step.kernel.get())) {
+      gridRun(step, copy, j, i, 1, InstructionSet::baseline, place);
+      sum.add(interpolated(step.edges[0], {place.u[0], place.v[0]}), copy.weight);
+    }
+    return sum.px();
+  }
+
+  Px interpolated(const GridEdge& edge, const GridPoint& at) const {
     constexpr double far = 1e12;
     if (!(std::abs(at.u) < far && std::abs(at.v) < far)) return {0, 0, 0, 0};
     const auto gi = static_cast<int64_t>(std::floor(at.u)), gj = static_cast<int64_t>(std::floor(at.v));
@@ -154,7 +169,7 @@ class ReferenceEvaluator {
     sum.add(gridSample(edge, gi + 1, gj + 1), s * t);
     Px p = sum.px();
     if (edge.source) edge.source->linearize(1, {&p.r, &p.g, &p.b, &p.a});
-    return p * m.gain;
+    return p;
   }
 
   Px tapped(const Step& step, int64_t i, int64_t j, At at) const {

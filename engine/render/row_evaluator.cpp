@@ -366,6 +366,8 @@ void RowEvaluator::computeInside(const RunOp& op, int64_t j, int64_t i, int n, c
   switch (step.ops->kind) {
     case Kind::warp:
       return moved(step, index, j, i, n, out);
+    case Kind::zoom:
+      return zoomed(step, index, j, i, n, out);
     case Kind::taps:
       return tapped(op, step, j, i, n, out);
     case Kind::line:
@@ -416,6 +418,23 @@ void RowEvaluator::moved(const Step& step, size_t index, int64_t j, int64_t i, i
   gridRun(step, j, i, n, set_, work_->places);
   interpolate(step.edges[0], grids_[index][0], work_->places.u, work_->places.v, n, out);
   scale(out, work_->places.gain, n);
+}
+
+void RowEvaluator::zoomed(const Step& step, size_t index, int64_t j, int64_t i, int n, const Run& out) {
+  Workspace& w = *work_;
+  w.found.resize(4 * kRunLength);
+  const Run copied = planesAt(w.found.data(), kRunLength);
+  clearRun(out, n);
+  for (const ScaledCopy& copy : step.ops->copies(step.kernel.get())) {
+    gridRun(step, copy, j, i, n, set_, w.places);
+    interpolate(step.edges[0], grids_[index][0], w.places.u, w.places.v, n, copied);
+    const auto weight = static_cast<float>(copy.weight);
+    for (float* Run::*channel : {&Run::r, &Run::g, &Run::b, &Run::a}) {
+      float* sum = out.*channel;
+      loops_.scatter(copied.*channel, &sum, &weight, 1, n);
+    }
+  }
+  loops_.snapToOne(out.a, n);
 }
 
 void RowEvaluator::tapped(const RunOp& op, const Step& step, int64_t j, int64_t i, int n, const Run& out) {

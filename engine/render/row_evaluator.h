@@ -54,6 +54,7 @@ class RowEvaluator {
   void scale(const Run& run, const float* gain, int n) const;
   void moved(const Step& step, size_t index, int64_t j, int64_t i, int n, const Run& out);
   void tapped(const RunOp& op, const Step& step, int64_t j, int64_t i, int n, const Run& out);
+  void zoomed(const Step& step, size_t index, int64_t j, int64_t i, int n, const Run& out);
   void cropped(const RunOp& op, const Step& step, int64_t j, int64_t i, int n, const Run& out);
   void clamped(const Step& step, int64_t j, int64_t i, int n, const Run& out);
   void lined(const Step& step, int64_t j, int64_t i, int n, const Run& out);

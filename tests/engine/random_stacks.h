@@ -212,6 +212,8 @@ class StackMaker {
         break;
     }
     const bool length = input.type == "Distance" || input.key == "inputRadius";
+    // Wide Gaussians are as right as 8 bit can show; a gain of a thousand would show more.
+    if (input.key == "inputEV") drawn /= 2;
     return length ? std::max(input.min.value_or(0), drawn * 0.2) : drawn;
   }
 

@@ -89,5 +89,33 @@ TEST(BlurShapeTest, MotionSpreadsAlongItsAngleAlone) {
     }
 }
 
+// Light where x is beyond 240, zoomed around x = 0: at x it comes from the scales above 240 / x.
+TEST(BlurShapeTest, ZoomIsAGaussianMeanOverScales) {
+  constexpr int width = 1400, height = 9, edge = 240;
+  std::vector<float> samples(static_cast<size_t>(width * height * 4), 1.0f);
+  for (size_t k = 0; k < samples.size(); ++k)
+    if (k % 4 != 3 && k / 4 % width < edge) samples[k] = 0;
+  const auto* bytes = reinterpret_cast<const uint8_t*>(samples.data());
+  const Bitmap bitmap(rgbaFloat(width, height), ColorSpace::named("linear sRGB"),
+                      Data(std::vector<uint8_t>(bytes, bytes + samples.size() * sizeof(float))));
+  const auto filter = CIFilter::filterWithName("CIZoomBlur");
+  filter->setValueForKey(CIImage::imageWithBitmap(bitmap), "inputImage");
+  filter->setValueForKey(CIVector{0, 4.5}, "inputCenter");
+  for (const double amount : {3.0, 36.0, 200.0}) {
+    filter->setValueForKey(amount, "inputAmount");
+    const auto found = rendered(filter->outputImage(), {{0, 4}, {width, 1}}, rgbaFloat(0, 0), {}, 1, nullptr,
+                                ColorSpace::named("linear sRGB"));
+    const auto* row = reinterpret_cast<const float*>(found.data());
+    const double least = 36 / (36 + amount), middle = (1 + least) / 2, deviation = 0.93 * (1 - least) / 2;
+    const auto below = [&](double s) { return std::erf((s - middle) / deviation / std::sqrt(2.0)); };
+    for (int x = 10; x < width / 2; ++x) {
+      const double from = std::clamp(edge / (x + 0.5), least, 1.0);
+      const double light = (below(1) - below(from)) / (below(1) - below(least));
+      ASSERT_NEAR(row[4 * x], light, 0.012) << x << ", amount " << amount;
+      ASSERT_NEAR(row[4 * x + 3], 1, 1e-6) << x << ", amount " << amount;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace vello

@@ -41,6 +41,7 @@ constexpr Shortfall kShortfalls[] = {
     {"CISepiaTone", kLikeness, 28, "its curve is applied to means"},
     {"CITwirlDistortion", 32, 22, "edges are moved sample by sample"},
     {"CIUnsharpMask", kLikeness, 24, "edges that shoot beyond white clip as means"},
+    {"CIZoomBlur", kLikeness, 29, "what it enlarges of coarse samples is soft"},
 };
 // Samples of two pixels are interpolated between encoded texels, which dims edges.
 constexpr double kChartAtTwo = 29;
