@@ -101,11 +101,13 @@ Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRec
     // Rows that have left the cache cost more, and every row of a tile costs some by itself.
     const double crowded = std::max(0.0, std::log2(next.bytes / (2 * cacheBytes())));
     const double cost = next.samples * (1 + 0.12 * crowded) * (1 + 30.0 / static_cast<double>(width));
-    if (cost < 0.98 * least) {
+    const bool better = cost < 0.98 * least;
+    if (better) {
       least = cost;
       best = next;
     }
-    if (next.width >= frame.width() || next.bytes > 64 * cacheBytes()) break;
+    // Where every tile reads far, larger ones are worth their memory as long as they save as much work.
+    if (next.width >= frame.width() || (!better && next.bytes > 64 * cacheBytes())) break;
   }
   return best;
 }
