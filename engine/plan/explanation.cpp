@@ -56,6 +56,8 @@ std::string nameOf(const Step& step) {
       return "nothing";
     case Step::Op::sample:
       return step.edges[0].exact ? "texels" : "interpolated samples";
+    case Step::Op::stored:
+      return "samples of an earlier render";
     case Step::Op::crop:
       return "crop";
     case Step::Op::clamp:

@@ -12,7 +12,9 @@ bool isKernel(const Step& step, Kind kind) { return step.ops && step.ops->kind =
 bool copiesTexels(const Step& step) { return step.op == Step::Op::sample && step.edges[0].exact; }
 
 // Reading texels again costs no more than reading kept samples.
-bool isCheap(const Step& step) { return step.op == Step::Op::empty || copiesTexels(step); }
+bool isCheap(const Step& step) {
+  return step.op == Step::Op::empty || step.op == Step::Op::stored || copiesTexels(step);
+}
 
 // How `user` reads its input number n.
 Reader::Way wayOf(const Step& user, size_t n) {
@@ -27,7 +29,8 @@ Reader::Way wayOf(const Step& user, size_t n) {
 
 class Fusion {
  public:
-  explicit Fusion(const Program& program) : program_(program), size_(program.steps.size()) {}
+  Fusion(const Program& program, bool straight)
+      : program_(program), size_(program.steps.size()), straight_(straight) {}
 
   Passes run() {
     collectUsers();
@@ -107,7 +110,7 @@ class Fusion {
     made_.clear();
     std::sort(steps.begin(), steps.end());
     for (const int k : steps) compute(pass, k);
-    wanted(pass, pass.step, false);
+    wanted(pass, pass.step, root && straight_);
     allocate(pass);
   }
 
@@ -176,6 +179,7 @@ class Fusion {
 
   const Program& program_;
   const size_t size_;
+  const bool straight_;
   Passes passes_;
   std::vector<std::vector<Use>> users_;
   std::vector<std::vector<int>> members_;  // the steps each pass computes
@@ -185,6 +189,6 @@ class Fusion {
 
 }  // namespace
 
-Passes fusePasses(const Program& program) { return Fusion(program).run(); }
+Passes fusePasses(const Program& program, bool straight) { return Fusion(program, straight).run(); }
 
 }  // namespace vello

@@ -47,6 +47,7 @@ struct Passes {
   int fused = 0;            // steps that keep nothing
 };
 
-Passes fusePasses(const Program& program);
+// `straight`: the root's samples are wanted as straight colour.
+Passes fusePasses(const Program& program, bool straight = false);
 
 }  // namespace vello

@@ -116,6 +116,9 @@ class Builder {
   Lattice kernelLattice(const Request& request) const;
   int emit(const Request& request);
   int push(Step step);
+  std::shared_ptr<const KeptSamples> keptOf(const Request& request) const {
+    return options_.kept ? options_.kept(request.node->digest, request.lattice) : nullptr;
+  }
   int pushLine(Step step);
   int stepOf(const NodePtr& node, const Lattice& lattice) const;
   GridEdge edge(const NodePtr& input, const Lattice& own, const Lattice& child,
@@ -176,6 +179,7 @@ Lattice Builder::edgeLattice(const Request& request) const {
 
 std::vector<Request> Builder::needs(const Request& request) const {
   const Node& node = *request.node;
+  if (keptOf(request)) return {};
   const auto same = [&](const NodePtr& n) { return Request{n, request.lattice}; };
   switch (node.type) {
     case Node::Type::empty:
@@ -236,7 +240,9 @@ GridEdge Builder::edge(const NodePtr& input, const Lattice& own, const Lattice& 
   if (auto chain = sourceChain(input)) {
     CGAffineTransform toTexel = CGAffineTransformConcat(toInput, chain->toTexel);
     e.source = sourceOf(chain->source, toTexel, chain->valid, own.pitch);
-    const double footprint = own.pitch * linearScale(toTexel);
+    // A warp that magnifies asks for finer samples than its own.
+    const bool moved = toInput == CGAffineTransform{};
+    const double footprint = (moved ? child.pitch : own.pitch) * linearScale(toTexel);
     if (footprint >= 4) e.level = std::min(kMostHalvings, static_cast<int>(std::floor(std::log2(footprint))));
     const double side = std::ldexp(1.0, e.level);
     e.toGrid = CGAffineTransformConcat(toTexel, {1 / side, 0, 0, 1 / side, -0.5, -0.5});
@@ -270,6 +276,12 @@ int Builder::emit(const Request& request) {
   step.bounds = covering(node.extent, request.lattice);
   const bool drawn = isKernel(node, Kind::raster) || isKernel(node, Kind::frame);
   if (node.type == Node::Type::empty) return push(std::move(step));
+  if (auto kept = keptOf(request)) {
+    step.op = Step::Op::stored;
+    step.straight = kept->straight;
+    step.stored = std::move(kept);
+    return push(std::move(step));
+  }
   if (drawn || (node.type != Node::Type::kernel && sourceChain(request.node))) {
     step.op = Step::Op::sample;
     step.edges = {edge(request.node, request.lattice, request.lattice, {})};

@@ -15,6 +15,7 @@
 #include "engine/image/node.h"
 #include "engine/plan/axis_stage.h"
 #include "engine/render/buffer.h"
+#include "engine/render/kept_samples.h"
 #include "engine/render/lattice.h"
 #include "engine/render/texel_source.h"
 
@@ -34,7 +35,7 @@ struct GridEdge {
 };
 
 struct Step {
-  enum class Op { empty, sample, crop, clamp, axis, kernel };
+  enum class Op { empty, sample, stored, crop, clamp, axis, kernel };
   Op op = Op::empty;
   const Node* node = nullptr;
   Lattice lattice;
@@ -43,6 +44,7 @@ struct Step {
   std::vector<GridEdge> edges;  // sample, warp, zoom: one; taps: one per image after the first
   IndexRect clampRect;          // clamp: the samples whose edge is repeated
   bool straight = false;        // its samples are straight colour
+  std::shared_ptr<const KeptSamples> stored;  // what an earlier render has left
   // kernel
   const KernelOps* ops = nullptr;
   std::unique_ptr<std::max_align_t[]> kernel;
@@ -66,6 +68,8 @@ struct Program {
 };
 
 struct ProgramOptions {
+  // Samples of a recipe that need not be computed; may be empty, and return null.
+  std::function<std::shared_ptr<const KeptSamples>(const Digest&, const Lattice&)> kept;
   ColorSpacePtr working;                  // null: linear sRGB
   const double* workingMatrix = nullptr;  // linear sRGB to its primaries; null: the identity
   // Renders the root of a program whole: how tables, reductions and foreign frames get their pixels.

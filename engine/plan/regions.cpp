@@ -129,6 +129,7 @@ class Demand {
     if (r.empty()) return;
     switch (step.op) {
       case Step::Op::empty:
+      case Step::Op::stored:
         return;
       case Step::Op::sample:
         return askEdge(k, step.edges[0], movedBox(step, r, set_));

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,6 +14,8 @@
 
 namespace vello {
 
+class RenderCache;
+
 struct ContextOptions {
   ColorSpacePtr workingColorSpace;  // a matrix RGB space, of which the primaries count; null: linear sRGB
   ColorSpacePtr outputColorSpace;   // null: the space asked for at the render
@@ -20,6 +23,8 @@ struct ContextOptions {
   int tileSide = 0;                 // output pixels a side of a tile; 0: chosen by the renderer
   int threads = 0;                  // that compute; 0: as many as there are cores
   InstructionSet instructionSet = InstructionSet::v4;  // the best that may be used, where the machine has it
+  // Shared by the renders of one session, so that what stays the same is not computed again. May be null.
+  std::shared_ptr<RenderCache> cache;
   bool reference = false;  // the plain renderer that all others are checked against
 };
 

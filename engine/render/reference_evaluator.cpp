@@ -65,6 +65,8 @@ class ReferenceEvaluator {
         return {0, 0, 0, 0};
       case Step::Op::sample:
         return moved(step, step.edges[0], i, j, {0, 0, 1});
+      case Step::Op::stored:
+        return step.stored->samples.get(i, j);
       case Step::Op::crop:
         return cropped(step, i, j);
       case Step::Op::clamp: {

@@ -9,6 +9,7 @@
 #include "engine/render/floating_point_mode.h"
 #include "engine/render/parallel.h"
 #include "engine/render/reference_evaluator.h"
+#include "engine/render/render_cache.h"
 #include "platform/log.h"
 
 namespace vello {
@@ -60,6 +61,7 @@ ProgramOptions RenderJob::programOptions() {
   o.workingMatrix = working_ ? working_->fromSRGB().data() : nullptr;
   o.set = set_;
   o.direct = options_.reference;
+  o.kept = kept_;
   o.renderWhole = [this](const Program& program, const IndexRect& rect, Buffer& out) {
     return whole(program, rect, out);
   };
@@ -73,9 +75,64 @@ std::string RenderJob::build(Program& program) {
 std::string RenderJob::run(const PixelLayout& layout, const ColorSpacePtr& space, uint8_t* pixels) {
   const FloatingPointMode mode;
   Program program;
-  if (std::string error = build(program); !error.empty()) return error;
+  if (std::string error = buildWithKept(program); !error.empty()) return error;
   const PixelWriter writer(layout, space, working_, set_);
-  return runTiles(program, frame_, true, writingTo(writer, layout, pixels, frame_.y1));
+  return runTiles(program, fusePasses(program), frame_, true, writingTo(writer, layout, pixels, frame_.y1));
+}
+
+// Reads what earlier renders have left, and leaves what this recipe has in common with the last one.
+std::string RenderJob::buildWithKept(Program& program) {
+  if (!options_.cache || options_.reference) return build(program);
+  kept_ = [this](const Digest& recipe, const Lattice& lattice) {
+    return options_.cache->find(recipe, lattice);
+  };
+  for (const NodePtr& node : options_.cache->inCommonWithLast(request_.image.node())) {
+    Program now;
+    if (std::string error = build(now); !error.empty()) return error;
+    dropShort(now);
+    keep(now, node);
+  }
+  if (std::string error = build(program); !error.empty()) return error;
+  if (!dropShort(program)) return {};
+  program = Program();
+  return build(program);
+}
+
+// Forgets kept samples that do not reach as far as this render; true when there were some.
+bool RenderJob::dropShort(const Program& program) {
+  const Regions regions = regionsFor(program, frame_, set_);
+  bool any = false;
+  for (size_t k = 0; k < program.steps.size(); ++k) {
+    const auto& stored = program.steps[k].stored;
+    const IndexRect& needed = regions.steps[k];
+    if (!stored || needed.empty() || intersection(stored->samples.rect(), needed) == needed) continue;
+    options_.cache->drop(*stored);
+    any = true;
+  }
+  return any;
+}
+
+// Computes the samples of a part of the program for itself, where later renders gain by it.
+void RenderJob::keep(const Program& program, const NodePtr& node) {
+  size_t k = program.steps.size();
+  while (k > 0 && program.steps[k - 1].node->digest != node->digest) --k;
+  if (k == 0 || program.steps[--k].op == Step::Op::stored) return;
+  const Step& step = program.steps[k];
+  const IndexRect needed = regionsFor(program, frame_, set_).steps[k];
+  constexpr double mostSamples = 1 << 24, leastWork = 4;  // of a sample
+  if (needed.empty() || needed.area() > mostSamples) return;
+  Program part;
+  if (!buildProgram(CIImage(node), step.lattice, programOptions(), part).empty()) return;
+  if (!(regionsFor(part, needed, set_).work >= leastWork * needed.area())) return;
+  auto samples = std::make_shared<KeptSamples>();
+  samples->recipe = node->digest;
+  samples->lattice = step.lattice;
+  samples->straight = step.straight && fusePasses(program).keptBy[k] < 0;
+  samples->samples = Buffer(needed);
+  const std::string error = runTiles(
+      part, fusePasses(part, samples->straight), needed, false,
+      [&](int64_t j, int64_t i, int n, const Run& run) { copyRun(run, samples->samples.at(i, j), n); });
+  if (error.empty()) options_.cache->keep(std::move(samples));
 }
 
 // Stores rows below `top` into pixels, the first of which is the row below it.
@@ -92,7 +149,7 @@ RenderJob::Store RenderJob::writingTo(const PixelWriter& writer, const PixelLayo
 std::string RenderJob::whole(const Program& program, const IndexRect& rect, Buffer& out) {
   if (Buffer::bytesFor(rect) > static_cast<double>(limit_)) return tooMuch(Buffer::bytesFor(rect), limit_);
   out = Buffer(rect);
-  return runTiles(program, rect, false,
+  return runTiles(program, fusePasses(program), rect, false,
                   [&](int64_t j, int64_t i, int n, const Run& run) { copyRun(run, out.at(i, j), n); });
 }
 
@@ -167,10 +224,9 @@ bool RenderJob::advance(RowEvaluator& evaluator, const IndexRect& tile, int64_t 
   return true;
 }
 
-std::string RenderJob::runTiles(const Program& program, const IndexRect& frame, bool report,
-                                const Store& store) {
+std::string RenderJob::runTiles(const Program& program, const Passes& passes, const IndexRect& frame,
+                                bool report, const Store& store) {
   if (options_.reference) return runReference(program, frame, store);
-  const Passes passes = fusePasses(program);
   if (passes.list.size() > kDeepestPasses) return "this recipe has too many filters that wait for each other";
   const Tiling tiling = chooseTiling(program, passes, frame, threads_, options_.tileSide, set_);
   const int64_t across = (frame.width() + tiling.width - 1) / tiling.width;

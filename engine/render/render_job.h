@@ -30,11 +30,15 @@ class RenderJob {
 
   ProgramOptions programOptions();
   std::string build(Program& program);
+  std::string buildWithKept(Program& program);
+  bool dropShort(const Program& program);
+  void keep(const Program& program, const NodePtr& node);
   std::string whole(const Program& program, const IndexRect& rect, Buffer& out);
   Tiling needsOf(const Program& program, const Passes& passes, const IndexRect& tile,
                  const Regions& regions) const;
   std::string refuse(const Tiling& tiling, int64_t tiles, double area) const;
-  std::string runTiles(const Program& program, const IndexRect& frame, bool report, const Store& store);
+  std::string runTiles(const Program& program, const Passes& passes, const IndexRect& frame, bool report,
+                       const Store& store);
   bool advance(RowEvaluator& evaluator, const IndexRect& tile, int64_t rows, Progress& progress,
                const Store& store);
   Store writingTo(const PixelWriter& writer, const PixelLayout& layout, uint8_t* pixels, int64_t top) const;
@@ -48,6 +52,7 @@ class RenderJob {
   const int64_t limit_;
   const int threads_;
   const InstructionSet set_;
+  std::function<std::shared_ptr<const KeptSamples>(const Digest&, const Lattice&)> kept_;
   Lattice lattice_;
   IndexRect frame_;
   std::atomic<double> held_{0}, peak_{0};

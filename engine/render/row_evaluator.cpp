@@ -356,6 +356,8 @@ void RowEvaluator::computeInside(const RunOp& op, int64_t j, int64_t i, int n, c
       return clearRun(out, n);
     case Step::Op::sample:
       return step.edges[0].exact ? texels(step, j, i, n, out) : moved(step, index, j, i, n, out);
+    case Step::Op::stored:
+      return stored(step.stored->samples, j, i, n, out);
     case Step::Op::crop:
       return cropped(op, step, j, i, n, out);
     case Step::Op::clamp:
@@ -377,6 +379,16 @@ void RowEvaluator::computeInside(const RunOp& op, int64_t j, int64_t i, int n, c
     default:
       return coloured(op, step, j, i, n, out);
   }
+}
+
+// They reach as far as anybody asked; a run may go further.
+void RowEvaluator::stored(const Buffer& samples, int64_t j, int64_t i, int n, const Run& out) {
+  const IndexRect& r = samples.rect();
+  const int64_t begin = std::clamp<int64_t>(r.x0 - i, 0, n), end = std::clamp<int64_t>(r.x1 - i, 0, n);
+  if (j < r.y0 || j >= r.y1 || begin >= end) return clearRun(out, n);
+  clearRun(out, begin);
+  copyRun(samples.at(i + begin, j), advanced(out, begin), end - begin);
+  clearRun(advanced(out, end), n - end);
 }
 
 void RowEvaluator::texels(const Step& step, int64_t j, int64_t i, int n, const Run& out) {

@@ -1,0 +1,65 @@
+#include "engine/render/render_cache.h"
+
+#include <algorithm>
+
+namespace vello {
+namespace {
+
+bool isOf(const KeptSamples& kept, const Digest& recipe, const Lattice& lattice) {
+  return kept.recipe == recipe && kept.lattice == lattice;
+}
+
+double bytesOf(const KeptSamples& kept) { return Buffer::bytesFor(kept.samples.rect()); }
+
+}  // namespace
+
+RenderCache::RenderCache(int64_t bytes, size_t recipes) : bytes_(bytes), recipes_(recipes) {}
+
+std::shared_ptr<const KeptSamples> RenderCache::find(const Digest& recipe, const Lattice& lattice) {
+  const std::lock_guard lock(mutex_);
+  const auto found = std::find_if(kept_.begin(), kept_.end(),
+                                  [&](const auto& kept) { return isOf(*kept, recipe, lattice); });
+  if (found == kept_.end()) return nullptr;
+  std::rotate(kept_.begin(), found, found + 1);
+  return kept_.front();
+}
+
+void RenderCache::keep(std::shared_ptr<const KeptSamples> samples) {
+  const std::lock_guard lock(mutex_);
+  kept_.insert(kept_.begin(), std::move(samples));
+  double held = 0;
+  size_t count = 0;
+  while (count < std::min(recipes_, kept_.size()) &&
+         held + bytesOf(*kept_[count]) <= static_cast<double>(bytes_))
+    held += bytesOf(*kept_[count++]);
+  kept_.resize(count);
+}
+
+void RenderCache::drop(const KeptSamples& samples) {
+  const std::lock_guard lock(mutex_);
+  std::erase_if(kept_, [&](const auto& kept) { return kept.get() == &samples; });
+}
+
+std::vector<NodePtr> RenderCache::inCommonWithLast(const NodePtr& recipe) {
+  std::set<Digest> all;
+  std::vector<NodePtr> roots;
+  const std::lock_guard lock(mutex_);
+  // Nodes below a common one are common as well, and are only noted.
+  struct Visit {
+    NodePtr node;
+    bool below;
+  };
+  std::vector<Visit> open{{recipe, false}};
+  while (!open.empty()) {
+    const Visit visit = open.back();
+    open.pop_back();
+    if (!all.insert(visit.node->digest).second) continue;
+    const bool common = last_.count(visit.node->digest) != 0;
+    if (common && !visit.below) roots.push_back(visit.node);
+    for (const NodePtr& input : visit.node->inputs) open.push_back({input, visit.below || common});
+  }
+  last_ = std::move(all);
+  return roots;
+}
+
+}  // namespace vello
