@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Says of every loop over samples, from the compiler's own reports, whether it runs on vectors; fails where one
-# does not: vectorization.sh REPORT...
+# does not: vectorization.sh FOLDER, where the reports lie. Sources without loops have none.
 set -euo pipefail
-[ $# -gt 0 ] || { echo "usage: vectorization.sh REPORT..." >&2; exit 2; }
+[ $# -eq 1 ] || { echo "usage: vectorization.sh FOLDER" >&2; exit 2; }
 
 awk '
   /^;; Function / {
@@ -23,4 +23,4 @@ awk '
     close("sort")
     printf "%d loops, %d on vectors\n", all, all - plain
     exit all == 0 || plain > 0
-  }' "$@"
+  }' "$1"/*.vectors

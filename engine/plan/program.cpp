@@ -240,9 +240,7 @@ GridEdge Builder::edge(const NodePtr& input, const Lattice& own, const Lattice& 
   if (auto chain = sourceChain(input)) {
     CGAffineTransform toTexel = CGAffineTransformConcat(toInput, chain->toTexel);
     e.source = sourceOf(chain->source, toTexel, chain->valid, own.pitch);
-    // A warp that magnifies asks for finer samples than its own.
-    const bool moved = toInput == CGAffineTransform{};
-    const double footprint = (moved ? child.pitch : own.pitch) * linearScale(toTexel);
+    const double footprint = own.pitch * linearScale(toTexel);
     if (footprint >= 4) e.level = std::min(kMostHalvings, static_cast<int>(std::floor(std::log2(footprint))));
     const double side = std::ldexp(1.0, e.level);
     e.toGrid = CGAffineTransformConcat(toTexel, {1 / side, 0, 0, 1 / side, -0.5, -0.5});
