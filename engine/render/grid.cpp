@@ -24,6 +24,8 @@ Grid::Grid(const GridEdge& edge, const IndexRect& box) : box_(box) {
             static_cast<double>(v.y0),
             static_cast<double>(v.y1 - 1),
             !edge.clamp,
+            static_cast<double>(all.x1 - 2),
+            static_cast<double>(all.y1 - 2),
             all.x0,
             all.y0,
             all.width()};

@@ -57,6 +57,7 @@ struct RowEvaluator::Workspace {
   std::vector<Run> current;  // where each slot's value lies
   std::vector<float> zeros;  // a transparent row, and as much before it as windows reach
   int64_t reach = 0;
+  int64_t shift = 0;                     // of the samples being computed, in their run
   std::vector<std::vector<Kept*>> read;  // by pass and reader: what it reads, or null where that is empty
   std::vector<std::vector<size_t>> readerIndex;
   float x[kRunLength] = {};  // also what a kernel that reads no place is given
@@ -338,13 +339,20 @@ void RowEvaluator::premultiply(const Run& run, int n) const {
   for (float* c : {run.r, run.g, run.b}) loops_.multiply(c, run.a, n);
 }
 
+// What nobody reads is left transparent: there, what a step reads itself may not be at hand.
 void RowEvaluator::compute(const RunOp& op, int64_t j, int64_t i, int n, const Run& out) {
-  const IndexRect& b = program_.steps[static_cast<size_t>(op.step)].bounds;
-  const int64_t begin = std::clamp<int64_t>(b.x0 - i, 0, n), end = std::clamp<int64_t>(b.x1 - i, 0, n);
-  if (j < b.y0 || j >= b.y1 || begin >= end) return clearRun(out, n);
-  computeInside(op, j, i, n, out);
+  const IndexRect& r = regions_.steps[static_cast<size_t>(op.step)];
+  const int64_t begin = std::clamp<int64_t>(r.x0 - i, 0, n), end = std::clamp<int64_t>(r.x1 - i, 0, n);
+  if (j < r.y0 || j >= r.y1 || begin >= end) return clearRun(out, n);
+  work_->shift = begin;
+  computeInside(op, j, i + begin, static_cast<int>(end - begin), advanced(out, begin));
   clearRun(out, begin);
   clearRun(advanced(out, end), n - end);
+}
+
+// The samples of an input, from the first that is computed on.
+Run RowEvaluator::input(const RunOp& op, size_t which) const {
+  return advanced(work_->current[static_cast<size_t>(op.inputs[which])], work_->shift);
 }
 
 void RowEvaluator::computeInside(const RunOp& op, int64_t j, int64_t i, int n, const Run& out) {
@@ -452,7 +460,7 @@ void RowEvaluator::zoomed(const Step& step, size_t index, int64_t j, int64_t i, 
 void RowEvaluator::tapped(const RunOp& op, const Step& step, int64_t j, int64_t i, int n, const Run& out) {
   Workspace& w = *work_;
   const auto count = static_cast<size_t>(step.ops->taps), images = step.edges.size();
-  const Run driver = work_->current[static_cast<size_t>(op.inputs[0])];
+  const Run driver = input(op, 0);
   const Places places = placesOf(step, j, i, n, w.x, loops_);
   const auto bound = static_cast<float>(std::min(step.bound, 1e30));
   // By tap: dx, dy and gain of every sample.
@@ -500,7 +508,7 @@ void RowEvaluator::tapped(const RunOp& op, const Step& step, int64_t j, int64_t 
 }
 
 void RowEvaluator::cropped(const RunOp& op, const Step& step, int64_t j, int64_t i, int n, const Run& out) {
-  const Run in = work_->current[static_cast<size_t>(op.inputs[0])];
+  const Run in = input(op, 0);
   const Lattice& l = step.lattice;
   const CGRect& c = step.node->rect;
   const auto column = [&](int64_t k) {
@@ -552,7 +560,7 @@ void RowEvaluator::windowed(const Step& step, int64_t j, int64_t i, int n, const
 void RowEvaluator::coloured(const RunOp& op, const Step& step, int64_t j, int64_t i, int n, const Run& out) {
   Run in[kMostImages];
   for (size_t k = 0; k < step.inputs.size(); ++k)
-    in[k] = op.inputs[k] >= 0 ? work_->current[static_cast<size_t>(op.inputs[k])] : work_->transparent();
+    in[k] = op.inputs[k] >= 0 ? input(op, k) : work_->transparent();
   const Places places = step.ops->place ? placesOf(step, j, i, n, work_->x, loops_) : Places{work_->x, 0, 0};
   step.ops->loops[static_cast<int>(set_)].run(step.kernel.get(), in, places, out, n);
 }

@@ -47,6 +47,7 @@ class RowEvaluator {
 
   Run runPass(const Pass& pass, int64_t j, int64_t i, int n, const Run* into);
   void compute(const RunOp& op, int64_t j, int64_t i, int n, const Run& out);
+  Run input(const RunOp& op, size_t which) const;
   void computeInside(const RunOp& op, int64_t j, int64_t i, int n, const Run& out);
   static void stored(const Buffer& samples, int64_t j, int64_t i, int n, const Run& out);
   void texels(const Step& step, int64_t j, int64_t i, int n, const Run& out);

@@ -226,7 +226,8 @@ KERNEL void gridTapsLoop(const double* u, const double* v, const GridFrame& fram
   for (int k = 0; k < n; ++k) {
     const bool within = (u[k] > f.lowU) & (u[k] < f.highU) & (v[k] > f.lowV) & (v[k] < f.highV);
     const double pu = limited(u[k], f.lowU, f.highU), pv = limited(v[k], f.lowV, f.highV);
-    const double fu = floorOf(pu), fv = floorOf(pv);
+    // Never beyond the grid, whatever the place is.
+    const double fu = limited(floorOf(pu), x0, f.lastI), fv = limited(floorOf(pv), y0, f.lastJ);
     const bool reads = within | !f.open;
     to.s[k] = static_cast<float>(pu - fu);
     to.t[k] = static_cast<float>(pv - fv);

@@ -40,6 +40,7 @@ struct GridTaps {
 struct GridFrame {
   double lowU, highU, lowV, highV;
   bool open;
+  double lastI, lastJ;  // of samples that have neighbours above and to the right
   int64_t x0, y0, stride;
 };
 
