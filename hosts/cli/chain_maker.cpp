@@ -1,6 +1,8 @@
 #include "hosts/cli/chain_maker.h"
 
+#include <cmath>
 #include <filesystem>
+#include <numbers>
 
 #include "engine/catalogue/filter.h"
 #include "hosts/cli/near_names.h"
@@ -9,6 +11,7 @@
 #include "source/core/session/KPImageFilterWindowController.h"
 #include "source/core/stack/control_kind.h"
 #include "source/parameters/KPImageParameterController.h"
+#include "source/parameters/KPTransformParameterController.h"
 
 namespace vello::cli {
 namespace {
@@ -46,6 +49,28 @@ std::string setPicture(KPFilterBoxController& box, const std::string& key, const
   return "a chain cannot hold this picture";
 }
 
+// A chain holds a transform as its control's numbers: turned, then scaled, then moved, then sheared along x
+// by the skew. A transform is their product in one way.
+std::string setTransform(KPFilterBoxController& box, const std::string& key, const CGAffineTransform& t) {
+  const double height = std::hypot(t.b, t.d), sine = t.b / height, cosine = t.d / height;
+  const double width = t.a * cosine - t.c * sine, shear = (t.a * sine + t.c * cosine) / height;
+  if (!(height > 0) || !std::isfinite(height) || width == 0 || !std::isfinite(width) || !std::isfinite(shear))
+    return "this transform leaves nothing of a picture";
+  constexpr double degrees = 180 / std::numbers::pi;
+  const double turn = std::atan2(sine, cosine) * degrees;
+  for (const auto& controller : box.parameterControllers()) {
+    auto* control = dynamic_cast<KPTransformParameterController*>(controller.get());
+    if (!control || control->key() != key) continue;
+    control->setPositionValue({t.tx - shear * t.ty, t.ty});
+    control->setXScale(static_cast<float>(width));
+    control->setYScale(static_cast<float>(height));
+    control->setRotation(static_cast<float>(turn > 0 ? 360 - turn : -turn));
+    control->setSkew(static_cast<float>(shear * degrees));
+    return "";
+  }
+  return "a chain cannot hold this transform";
+}
+
 std::string setValue(KPFilterBoxController& box, const std::string& key, const std::string& text) {
   CIFilter& filter = *box.coreFilter();
   const InputAttributes* input = filter.attributes().input(key);
@@ -60,6 +85,10 @@ std::string setValue(KPFilterBoxController& box, const std::string& key, const s
   }
   const ParsedValue parsed = parseValue(*input, text);
   if (!parsed.ok()) return place + parsed.error;
+  if (const CGAffineTransform* transform = parsed.value.transform()) {
+    const std::string problem = setTransform(box, key, *transform);
+    return problem.empty() ? "" : place + problem;
+  }
   filter.setValueForKey(parsed.value, key);
   return "";
 }

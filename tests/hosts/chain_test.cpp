@@ -1,7 +1,10 @@
 // vello chain: making, checking and showing chains.
 #include <gmock/gmock.h>
 
+#include <sstream>
+
 #include "engine/catalogue/filter.h"
+#include "source/core/session/KPImageFilter.h"
 #include "source/core/stack/chain_check.h"
 #include "source/core/stack/chain_text.h"
 #include "source/core/stack/control_kind.h"
@@ -54,6 +57,32 @@ TEST(ChainCommand, NewChainHoldsEveryControl) {
                 controlKind(filter, input) != ControlKind::none)
           << name << " " << input.key;
   }
+}
+
+TEST(ChainCommand, TransformsOfANewChain) {
+  const char* const texts[] = {"1,0,0,1,12,-7",  "0.985,0.174,-0.174,0.985,0,0",
+                               "0,-2,2,0,3,4",   "0.5,0.1,0.3,1.5,-20,8",
+                               "-1,0,0,1,100,0", "-0.6,-0.8,0.8,-0.6,5,5"};
+  const auto session = KPImageFilter::imageFilterWithCGImage({noise({40, 30, 8, 4, ColorSpace::sRGB()}), 0});
+  KPImageFilterWindowController& controller = session->windowController();
+  for (const std::string text : texts) {
+    SCOPED_TRACE(text);
+    const Ended ended =
+        vello({"chain", "new", "--for", "40x30", "CIAffineTransform:inputTransform=" + text, "-o", "-"});
+    ASSERT_EQ(ended.status, 0) << ended.errors;
+    ASSERT_TRUE(controller.applyFilterChain(ended.output));
+    const CGAffineTransform t =
+        *controller.filters().back()->coreFilter()->valueForKey("inputTransform").transform();
+    std::vector<double> asked;
+    std::stringstream numbers(text);
+    for (std::string part; std::getline(numbers, part, ',');) asked.push_back(std::stod(part));
+    const double found[] = {t.a, t.b, t.c, t.d, t.tx, t.ty};
+    for (size_t k = 0; k < 6; ++k) EXPECT_NEAR(found[k], asked[k], 2e-5) << k;
+  }
+  const Ended flat =
+      vello({"chain", "new", "--for", "40x30", "CIAffineTransform:inputTransform=1,1,1,1,0,0", "-o", "-"});
+  EXPECT_NE(flat.status, 0);
+  EXPECT_NE(flat.errors.find("inputTransform"), std::string::npos) << flat.errors;
 }
 
 TEST(ChainCommand, ValuesOfANewChain) {
