@@ -31,9 +31,23 @@ inline constexpr int kInstructionSets = 3;
 #define VELLO_V4
 #endif
 
+// Says of the loop that follows that no pass touches what another one reads.
+#if defined(__clang__)
+#define VELLO_INDEPENDENT_LOOP _Pragma("clang loop vectorize(assume_safety)")
+#else
+#define VELLO_INDEPENDENT_LOOP _Pragma("GCC ivdep")
+#endif
+
 // The widest this machine has.
 InstructionSet bestInstructionSet();
 // "baseline", "x86-64-v3" or "x86-64-v4".
 const char* nameOf(InstructionSet set);
+
+// The one of three tables of functions that was compiled for `set`.
+template <class Table>
+const Table& compiledFor(InstructionSet set, const Table& baseline, const Table& v3, const Table& v4) {
+  const Table* const tables[kInstructionSets] = {&baseline, &v3, &v4};
+  return *tables[static_cast<int>(set)];
+}
 
 }  // namespace vello

@@ -3,12 +3,6 @@
 #include <bit>
 
 #define LOOP inline __attribute__((always_inline))
-#if defined(__clang__)
-#define INDEPENDENT _Pragma("clang loop vectorize(assume_safety)")
-#else
-#define INDEPENDENT _Pragma("GCC ivdep")
-#endif
-
 namespace vello {
 namespace {
 
@@ -31,7 +25,7 @@ LOOP void encodeBytesLoop(const float* light, const ByteCodes& codes, int n, int
   const ByteCodes c = codes;
   const int32_t first = c.low >> 16;
   int32_t kept[kBlock];
-  INDEPENDENT
+  VELLO_INDEPENDENT_LOOP
   for (int i = 0; i < n; ++i) {
     const float x = light[i] == light[i] ? light[i] : 0.0f;
     const int32_t bits = std::bit_cast<int32_t>(x);
@@ -40,13 +34,13 @@ LOOP void encodeBytesLoop(const float* light, const ByteCodes& codes, int n, int
     result[i] = (kept[i] >> 16) - first;
   }
   fetchAll(c.entries, n, result);
-  INDEPENDENT
+  VELLO_INDEPENDENT_LOOP
   for (int i = 0; i < n; ++i)
     result[i] = (result[i] >> 17) + ((kept[i] & 0xffff) >= (result[i] & 0x1ffff) ? 1 : 0);
 }
 
 LOOP void roundBytesLoop(const float* values, int n, int32_t* result) {
-  INDEPENDENT
+  VELLO_INDEPENDENT_LOOP
   for (int i = 0; i < n; ++i) {
     // In double, where adding a half is exact.
     const double scaled = static_cast<double>(values[i]) * 255.0;
@@ -59,7 +53,7 @@ LOOP void packLoop(const int32_t* const* codes, const int* places, int n, uint8_
   const int32_t *const a = codes[0], *const b = codes[1], *const c = codes[2], *const d = codes[3];
   const int sa = 8 * places[0], sb = 8 * places[1], sc = 8 * places[2], sd = 8 * places[3];
   Word* const words = reinterpret_cast<Word*>(pixels);
-  INDEPENDENT
+  VELLO_INDEPENDENT_LOOP
   for (int i = 0; i < n; ++i)
     words[i] = static_cast<uint32_t>(a[i]) << sa | static_cast<uint32_t>(b[i]) << sb |
                static_cast<uint32_t>(c[i]) << sc | static_cast<uint32_t>(d[i]) << sd;
@@ -83,7 +77,7 @@ LOOP void lookUpLoop(const uint8_t* pixels, const int* places, const float* cons
 LOOP void fractionsLoop(const uint8_t* pixels, int place, int n, float* result) {
   const Word* const words = reinterpret_cast<const Word*>(pixels);
   const int shift = 8 * place;
-  INDEPENDENT
+  VELLO_INDEPENDENT_LOOP
   for (int i = 0; i < n; ++i)
     result[i] = static_cast<float>(static_cast<int32_t>(words[i] >> shift & 255)) / 255.0f;
 }
@@ -93,7 +87,7 @@ LOOP bool decodeLoop(const LightTable& table, const float* values, float* light,
   float beyond[kBlock], rise[kBlock];
   int32_t indices[kBlock];
   int outside = 0;
-  INDEPENDENT
+  VELLO_INDEPENDENT_LOOP
   for (int i = 0; i < n; ++i) {
     const float v = values[i];
     outside |= !(v >= 0.0f) | !(v <= 1.0f);
@@ -108,18 +102,18 @@ LOOP bool decodeLoop(const LightTable& table, const float* values, float* light,
     light[i] = pair[0];
     rise[i] = pair[1];
   }
-  INDEPENDENT
+  VELLO_INDEPENDENT_LOOP
   for (int i = 0; i < n; ++i) light[i] += rise[i] * beyond[i];
   return outside == 0;
 }
 
 LOOP void divideLoop(const float* c, const float* a, float* result, int n) {
-  INDEPENDENT
+  VELLO_INDEPENDENT_LOOP
   for (int i = 0; i < n; ++i) result[i] = c[i] / (a[i] == 0.0f ? 1.0f : a[i]);
 }
 
 LOOP void multiplyLoop(float* c, const float* by, int n) {
-  INDEPENDENT
+  VELLO_INDEPENDENT_LOOP
   for (int i = 0; i < n; ++i) c[i] *= by[i];
 }
 
@@ -163,14 +157,7 @@ PIXEL_LOOPS(VELLO_V4)
 }  // namespace
 
 const PixelLoops& pixelLoops(InstructionSet set) {
-  switch (set) {
-    case InstructionSet::v3:
-      return v3::kLoops;
-    case InstructionSet::v4:
-      return v4::kLoops;
-    default:
-      return baseline::kLoops;
-  }
+  return compiledFor(set, baseline::kLoops, v3::kLoops, v4::kLoops);
 }
 
 }  // namespace vello

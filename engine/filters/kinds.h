@@ -38,13 +38,6 @@
 #include "engine/image/extent.h"
 #include "platform/bitmap.h"
 
-// Says of the loop that follows that no pass touches what another one reads.
-#if defined(__clang__)
-#define VELLO_INDEPENDENT_LOOP _Pragma("clang loop vectorize(assume_safety)")
-#else
-#define VELLO_INDEPENDENT_LOOP _Pragma("GCC ivdep")
-#endif
-
 namespace vello {
 namespace kinds {
 

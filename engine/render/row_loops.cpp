@@ -7,12 +7,6 @@
 // Vectors are passed between inlined functions only.
 #pragma GCC diagnostic ignored "-Wpsabi"
 
-#if defined(__clang__)
-#define VELLO_INDEPENDENT_LOOP _Pragma("clang loop vectorize(assume_safety)")
-#else
-#define VELLO_INDEPENDENT_LOOP _Pragma("GCC ivdep")
-#endif
-
 namespace vello {
 namespace {
 
@@ -322,14 +316,7 @@ VELLO_ROW_LOOPS(VELLO_V4, 64)
 }  // namespace
 
 const RowLoops& rowLoops(InstructionSet set) {
-  switch (set) {
-    case InstructionSet::v3:
-      return v3::kLoops;
-    case InstructionSet::v4:
-      return v4::kLoops;
-    default:
-      return baseline::kLoops;
-  }
+  return compiledFor(set, baseline::kLoops, v3::kLoops, v4::kLoops);
 }
 
 }  // namespace vello
