@@ -15,6 +15,7 @@
 
 #include "engine/catalogue/filter.h"
 #include "engine/render/context.h"
+#include "engine/render/render_cache.h"
 
 namespace vello::bench {
 
@@ -159,6 +160,7 @@ struct Render {
   CGRect rect;
   double pitch = 1;
   int threads = 0;  // 0: all cores
+  std::shared_ptr<RenderCache> cache = nullptr;
 };
 
 // Renders into bytes, again and again. `recipe(i)` is the image of the i-th run.
@@ -166,6 +168,7 @@ template <class Recipe>
 void timedRenders(benchmark::State& state, const Render& render, const Recipe& recipe) {
   ContextOptions options;
   options.threads = render.threads;
+  options.cache = render.cache;
   const CIContext context(options);
   const int64_t width = static_cast<int64_t>(std::ceil(render.rect.size.width / render.pitch));
   const int64_t height = static_cast<int64_t>(std::ceil(render.rect.size.height / render.pitch));

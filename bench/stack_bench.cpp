@@ -17,14 +17,14 @@ BENCHMARK(stackBySize)
     ->MeasureProcessCPUTime()
     ->UseManualTime();
 
-// A whole-picture preview of about 1600 x 1000. Each run has another value, as while a slider moves: nothing
-// of the changed filter's work can have been kept from the run before.
+// A whole-picture preview of about 1600 x 1000, as a session renders it. Each run has another value, as while
+// a slider moves: only what comes before the changed filter can have been kept from the run before.
 template <class Recipe>
 void preview(benchmark::State& state, const Recipe& recipe) {
   const Scene& scene = sceneOf(static_cast<double>(state.range(0)));
   const CGRect rect = designersStack(scene).extent();
   const double pitch = std::max(rect.size.width / 1600, rect.size.height / 1000);
-  timedRenders(state, {rect, pitch},
+  timedRenders(state, {rect, pitch, 0, std::make_shared<RenderCache>()},
                [&](int64_t run) { return recipe(scene, 0.001 * static_cast<double>(run % 500)); });
 }
 
