@@ -11,6 +11,19 @@ bool isOf(const KeptSamples& kept, const Digest& recipe, const Lattice& lattice)
 
 double bytesOf(const KeptSamples& kept) { return Buffer::bytesFor(kept.samples.rect()); }
 
+// Visits every node once, from the root on; those below one only where `visit` says so.
+template <class Visit>
+void eachNode(const NodePtr& recipe, Visit visit) {
+  std::set<Digest> seen;
+  std::vector<NodePtr> open{recipe};
+  while (!open.empty()) {
+    const NodePtr node = open.back();
+    open.pop_back();
+    if (!seen.insert(node->digest).second || !visit(node)) continue;
+    open.insert(open.end(), node->inputs.begin(), node->inputs.end());
+  }
+}
+
 }  // namespace
 
 RenderCache::RenderCache(int64_t bytes, size_t recipes) : bytes_(bytes), recipes_(recipes) {}
@@ -41,24 +54,19 @@ void RenderCache::drop(const KeptSamples& samples) {
 }
 
 std::vector<NodePtr> RenderCache::inCommonWithLast(const NodePtr& recipe) {
-  std::set<Digest> all;
-  std::vector<NodePtr> roots;
   const std::lock_guard lock(mutex_);
-  // Nodes below a common one are common as well, and are only noted.
-  struct Visit {
-    NodePtr node;
-    bool below;
-  };
-  std::vector<Visit> open{{recipe, false}};
-  while (!open.empty()) {
-    const Visit visit = open.back();
-    open.pop_back();
-    if (!all.insert(visit.node->digest).second) continue;
-    const bool common = last_.count(visit.node->digest) != 0;
-    if (common && !visit.below) roots.push_back(visit.node);
-    for (const NodePtr& input : visit.node->inputs) open.push_back({input, visit.below || common});
-  }
-  last_ = std::move(all);
+  std::vector<NodePtr> roots;
+  // A common node may lie below another one and still be read by a changed one as well.
+  eachNode(recipe, [&](const NodePtr& node) {
+    const bool common = last_.count(node->digest) != 0;
+    if (common) roots.push_back(node);
+    return !common;
+  });
+  last_.clear();
+  eachNode(recipe, [&](const NodePtr& node) {
+    last_.insert(node->digest);
+    return true;
+  });
   return roots;
 }
 

@@ -78,6 +78,15 @@ TEST_F(RenderCacheTest, WhatStaysTheSameIsComputedTwiceAtMost) {
   EXPECT_GT(computed, 0);
 }
 
+// The picture and its own blur are both read by what changes.
+TEST_F(RenderCacheTest, WhatIsReadTwiceIsKeptForBoth) {
+  for (int k = 0; k < 6; ++k) {
+    computed = 0;
+    drawn(on(blurred(0.5), "CIUnsharpMask", "inputIntensity", 0.3 + 0.1 * k), cache_);
+    EXPECT_EQ(computed > 0, k < 2) << k;
+  }
+}
+
 TEST_F(RenderCacheTest, PicturesAreTheSameWhateverWasRenderedBefore) {
   struct Step {
     double ev, saturation, radius;
