@@ -260,21 +260,25 @@ std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& 
   Program program;
   if (std::string error = build(program); !error.empty()) return error;
   const Passes passes = fusePasses(program);
-  // Strips from the top to the bottom of the picture, all of which go on from band to band.
+  // Where something is interpolated, every band has tiles of its own. Else there are strips from the top to
+  // the bottom of the picture, all of which go on from band to band.
+  const bool tiled = interpolates(passes);
   const int64_t width = std::clamp<int64_t>((frame_.width() + 2 * threads_ - 1) / (2 * threads_), 512, 4096);
   const int64_t strips = (frame_.width() + width - 1) / width;
   const IndexRect first{frame_.x0, frame_.y0, std::min(frame_.x1, frame_.x0 + width), frame_.y1};
-  const Tiling tiling = needsOf(program, passes, first, regionsFor(program, first, set_));
-  if (std::string error = refuse(tiling, strips, frame_.area()); !error.empty()) return error;
+  if (!tiled) {
+    const Tiling tiling = needsOf(program, passes, first, regionsFor(program, first, set_));
+    if (std::string error = refuse(tiling, strips, frame_.area()); !error.empty()) return error;
+  }
   std::vector<IndexRect> tiles;
   std::vector<std::unique_ptr<RowEvaluator>> evaluators;
-  for (int64_t x = frame_.x0; x < frame_.x1; x += width) {
+  for (int64_t x = frame_.x0; !tiled && x < frame_.x1; x += width) {
     tiles.push_back({x, frame_.y0, std::min(frame_.x1, x + width), frame_.y1});
     Regions regions = regionsFor(program, tiles.back(), set_);
     evaluators.push_back(
         std::make_unique<RowEvaluator>(program, passes, tiles.back(), std::move(regions), set_));
   }
-  constexpr int64_t bandBytes = 8 << 20, leastRows = 16, mostRows = 256;
+  const int64_t bandBytes = (tiled ? 32 : 8) << 20, leastRows = 16, mostRows = tiled ? 4096 : 256;
   const int64_t rows = std::clamp(bandBytes / std::max<int64_t>(1, layout.bytesPerRow), leastRows, mostRows);
   std::vector<uint8_t> bytes(static_cast<size_t>(std::min(rows, frame_.height()) * layout.bytesPerRow));
   const PixelWriter writer(layout, space, working_, set_);
@@ -282,14 +286,19 @@ std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& 
   for (int64_t top = frame_.y1; top > frame_.y0; top -= rows) {
     const int64_t count = std::min(rows, top - frame_.y0);
     const IndexRect band{frame_.x0, top - count, frame_.x1, top};
-    // What is interpolated is read for a whole strip before its first row.
-    const IndexRect& read = interpolates(passes) ? frame_ : band;
+    // What is moved may come from anywhere.
+    const IndexRect& read = tiled ? frame_ : band;
     if (std::string error = callbacks.provide(sourceRows(program, read)); !error.empty()) return error;
     const Store store = writingTo(writer, layout, bytes.data(), top);
-    runParts(strips, threads_, [&](int64_t k) {
-      const auto strip = static_cast<size_t>(k);
-      return advance(*evaluators[strip], tiles[strip], count, progress, store);
-    });
+    if (tiled) {
+      if (std::string error = runTiles(program, passes, band, false, store); !error.empty()) return error;
+      progress.finished(band.area());
+    } else {
+      runParts(strips, threads_, [&](int64_t k) {
+        const auto strip = static_cast<size_t>(k);
+        return advance(*evaluators[strip], tiles[strip], count, progress, store);
+      });
+    }
     if (!progress.error().empty()) return progress.error();
     if (std::string error = callbacks.write(frame_.y1 - top, count, bytes.data(), layout.bytesPerRow);
         !error.empty())
