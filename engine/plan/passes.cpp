@@ -85,10 +85,12 @@ class Fusion {
       if (keeps) {
         passes_.keptBy[index] = newPass(k);
         madeIn[index] = {passes_.keptBy[index]};
-        continue;
+        // What looks at one place of it alone reads it again, and does not wait for rows that others keep.
+        if (!isCheap(step(k))) continue;
+      } else {
+        ++passes_.fused;
+        madeIn[index] = into;
       }
-      ++passes_.fused;
-      madeIn[index] = into;
       for (const int pass : into) members_[static_cast<size_t>(pass)].push_back(k);
     }
   }
