@@ -79,6 +79,27 @@ double bytesHeld(const Program& program, const Passes& passes, const IndexRect& 
   return bytes + slots * 256 * kSampleBytes;
 }
 
+namespace {
+
+int64_t split(int64_t size, int64_t parts) { return (size + parts - 1) / parts; }
+
+// The width of columns that are as wide as each other and hardly wider than `width`.
+int64_t evenly(int64_t all, int64_t width) {
+  constexpr int64_t step = 64;
+  return split(split(all, split(all, width)), step) * step;
+}
+
+// How much longer a render takes than its threads work: some wait while others do the last tiles.
+double waiting(const Tiling& tiling, const IndexRect& frame, int threads) {
+  if (threads <= 1) return 1;
+  const auto tiles =
+      static_cast<double>(split(frame.width(), tiling.width) * split(frame.height(), tiling.height));
+  const double each = tiles / threads;
+  return std::ceil(each) / each * (1 + 0.3 / each);
+}
+
+}  // namespace
+
 Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRect& frame, int threads,
                     int side, InstructionSet set) {
   const auto tile = [&](int64_t width, int64_t height) {
@@ -92,22 +113,27 @@ Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRec
   };
   if (side > 0) return tile(side, side);
   const bool square = interpolates(passes);
-  // Every thread gets some tiles, so that none waits long for the last one.
-  const int64_t share = std::max<int64_t>(1, frame.height() / std::max(1, threads * 4));
   Tiling best = tile(64, 64);
   double least = INFINITY;
   for (int64_t width = square ? 64 : 256; width <= 4096; width *= 2) {
-    const Tiling next = tile(width, square ? width : std::max<int64_t>(share, 64));
-    // Rows that have left the cache cost more, and every row of a tile costs some by itself.
-    const double crowded = std::max(0.0, std::log2(next.bytes / (2 * cacheBytes())));
-    const double cost = next.samples * (1 + 0.12 * crowded) * (1 + 30.0 / static_cast<double>(width));
-    const bool better = cost < 0.98 * least;
-    if (better) {
-      least = cost;
-      best = next;
+    bool better = false;
+    Tiling next;
+    for (int parts = 4 * std::max(1, threads); parts > 0; parts /= 2) {
+      next = square ? tile(width, width)
+                    : tile(evenly(frame.width(), width), std::max<int64_t>(64, split(frame.height(), parts)));
+      // Rows that have left the cache cost more, and every row of a tile costs some by itself.
+      const double crowded = std::max(0.0, std::log2(next.bytes / (2 * cacheBytes())));
+      const double cost = next.samples * (1 + 0.12 * crowded) * (1 + 30.0 / static_cast<double>(width)) *
+                          waiting(next, frame, threads);
+      if (cost < 0.98 * least) {
+        better = true;
+        least = cost;
+        best = next;
+      }
+      if (square) break;
     }
     // Where every tile reads far, larger ones are worth their memory as long as they save as much work.
-    if (next.width >= frame.width() || (!better && next.bytes > 64 * cacheBytes())) break;
+    if (width >= frame.width() || (!better && next.bytes > 64 * cacheBytes())) break;
   }
   return best;
 }
