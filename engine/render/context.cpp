@@ -44,6 +44,11 @@ bool copySource(const RenderRequest& request, const PixelLayout& layout, const C
   return true;
 }
 
+std::string problemOf(const RenderRequest& request) {
+  const bool something = request.pitch > 0 && !isEmpty(request.rect) && !isInfinite(request.rect);
+  return something ? "" : "there is nothing to render";
+}
+
 }  // namespace
 
 std::string CIContext::render(const RenderRequest& request, const PixelLayout& layout,
@@ -51,8 +56,7 @@ std::string CIContext::render(const RenderRequest& request, const PixelLayout& l
                               RenderStatistics* statistics) const {
   const auto start = std::chrono::steady_clock::now();
   const ColorSpacePtr& target = options_.outputColorSpace ? options_.outputColorSpace : space;
-  if (!(request.pitch > 0) || isEmpty(request.rect) || isInfinite(request.rect))
-    return "there is nothing to render";
+  if (std::string problem = problemOf(request); !problem.empty()) return problem;
   if (target && !target->isMatrix()) return "the output colour space cannot be rendered into";
   RenderStatistics found;
   found.copiedSource = copySource(request, layout, target, pixels);
@@ -63,28 +67,37 @@ std::string CIContext::render(const RenderRequest& request, const PixelLayout& l
       return "the bitmap has another size than the rectangle";
     error = render.run(layout, target, pixels);
     found.peakBytes = render.peakBytes();
+    found.keepingSeconds = render.keepingSeconds();
   }
   found.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   if (statistics) *statistics = found;
   return error;
 }
 
-Bitmap CIContext::createBitmap(const RenderRequest& request, PixelLayout layout, const ColorSpacePtr& space,
-                               std::string* error, RenderStatistics* statistics) const {
-  if (!(request.pitch > 0) || isEmpty(request.rect) || isInfinite(request.rect)) {
-    *error = "there is nothing to render";
-    return {};
+std::optional<PixelLayout> CIContext::layoutFor(const RenderRequest& request, PixelLayout layout,
+                                                std::string* error) const {
+  if (*error = problemOf(request); !error->empty()) return std::nullopt;
+  constexpr double longest = int64_t{1} << 31;
+  const CGSize size{request.rect.size.width / request.pitch, request.rect.size.height / request.pitch};
+  const bool fits = size.width < longest && size.height < longest;
+  if (fits) {
+    const RenderJob job(options_, request);
+    layout.width = job.width();
+    layout.height = job.height();
   }
-  const RenderJob size(options_, request);
-  layout.width = size.width();
-  layout.height = size.height();
-  constexpr int64_t longest = int64_t{1} << 31;
-  if (layout.width > longest || layout.height > longest ||
-      layout.width * layout.bytesPerPixel() > (int64_t{1} << 40) / layout.height) {
+  if (!fits || layout.width * layout.bytesPerPixel() > (int64_t{1} << 40) / layout.height) {
     *error = "the picture is too large to render";
-    return {};
+    return std::nullopt;
   }
   layout.bytesPerRow = layout.width * layout.bytesPerPixel();
+  return layout;
+}
+
+Bitmap CIContext::createBitmap(const RenderRequest& request, PixelLayout layout, const ColorSpacePtr& space,
+                               std::string* error, RenderStatistics* statistics) const {
+  const std::optional<PixelLayout> fitting = layoutFor(request, layout, error);
+  if (!fitting) return {};
+  layout = *fitting;
   std::vector<uint8_t> bytes;
   try {
     bytes.resize(static_cast<size_t>(layout.bytesPerRow * layout.height));
@@ -96,15 +109,6 @@ Bitmap CIContext::createBitmap(const RenderRequest& request, PixelLayout layout,
   if (!error->empty()) return {};
   return {layout, options_.outputColorSpace ? options_.outputColorSpace : space, Data(std::move(bytes))};
 }
-
-namespace {
-
-std::string problemOf(const RenderRequest& request) {
-  const bool something = request.pitch > 0 && !isEmpty(request.rect) && !isInfinite(request.rect);
-  return something ? "" : "there is nothing to render";
-}
-
-}  // namespace
 
 std::string CIContext::renderBands(const RenderRequest& request, PixelLayout layout,
                                    const ColorSpacePtr& space, const BandCallbacks& callbacks,

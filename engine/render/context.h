@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "engine/image/image.h"
+#include "engine/render/lattice.h"
 #include "platform/bitmap.h"
 #include "platform/instruction_set.h"
 
@@ -26,6 +27,7 @@ struct ContextOptions {
   // Shared by the renders of one session, so that what stays the same is not computed again. May be null.
   std::shared_ptr<RenderCache> cache;
   bool reference = false;  // the plain renderer that all others are checked against
+  bool frame = false;      // somebody waits for it: other renders of this process pause meanwhile
 };
 
 struct RenderRequest {
@@ -35,13 +37,20 @@ struct RenderRequest {
   // Image units per sample. The bitmap has rect.size / pitch samples, rounded up.
   double pitch = 1;
   // Told the finished share, 0..1, from the rendering thread. Returning false abandons the render.
-  std::function<bool(double)> progress;
+  std::function<bool(double)> progress = nullptr;
+  // Asked from all rendering threads at once, every millisecond or more often. Returning true abandons the
+  // render.
+  std::function<bool()> abandoned = nullptr;
+  // Told rectangles of the bitmap that are finished (rows from the top, x0 <= x < x1), from the rendering
+  // threads, one at a time. With it, the middle of the picture is rendered first.
+  std::function<void(const IndexRect&)> finished = nullptr;
 };
 
 struct RenderStatistics {
   double seconds = 0;
   int64_t peakBytes = 0;      // of intermediates that were held at once
   bool copiedSource = false;  // nothing in the recipe changes the source: its bytes were copied
+  double keepingSeconds = 0;  // of them, to compute what later renders will read
 };
 
 // What a render is going to do.
@@ -73,7 +82,11 @@ class CIContext {
   // Returns the error, empty on success: a failed or abandoned render leaves the pixels unspecified.
   std::string render(const RenderRequest& request, const PixelLayout& layout, const ColorSpacePtr& space,
                      uint8_t* pixels, RenderStatistics* statistics = nullptr) const;
-  // The same into a bitmap of its own; empty when `error` is set.
+  // `layout` as it must be for `render`: its size, and rows without gaps. Nothing where there is nothing to
+  // render, or more than anybody has memory for; `error` tells.
+  std::optional<PixelLayout> layoutFor(const RenderRequest& request, PixelLayout layout,
+                                       std::string* error) const;
+  // Renders into a bitmap of its own; empty when `error` is set.
   Bitmap createBitmap(const RenderRequest& request, PixelLayout layout, const ColorSpacePtr& space,
                       std::string* error, RenderStatistics* statistics = nullptr) const;
   // Renders bands of rows from the top down, holding the rows of one band and what the next ones still read.

@@ -2,11 +2,14 @@
 
 #include <unistd.h>
 
+#include <chrono>
 #include <cmath>
 #include <mutex>
+#include <numeric>
 
 #include "engine/plan/explanation.h"
 #include "engine/render/floating_point_mode.h"
+#include "engine/render/frame_gate.h"
 #include "engine/render/parallel.h"
 #include "engine/render/reference_evaluator.h"
 #include "engine/render/render_cache.h"
@@ -21,6 +24,7 @@ constexpr double kMostWork = 1e13, kFreeWork = 1e8, kMostWorkPerSample = 2e4;
 // Steps that wait for one another's rows; each takes some of the thread's stack.
 constexpr size_t kDeepestPasses = 4000;
 constexpr int64_t kCheckedSamples = 1 << 15;  // between two looks at whether the render was abandoned
+constexpr const char* kAbandoned = "the render was abandoned";
 
 int64_t defaultMemoryLimit() {
   return static_cast<int64_t>(sysconf(_SC_PHYS_PAGES)) * static_cast<int64_t>(sysconf(_SC_PAGESIZE)) / 4;
@@ -30,6 +34,18 @@ std::string tooMuch(double need, int64_t limit) {
   return formatText(
       "this render needs %@ MB of memory at once and the limit is %@ MB",
       {std::to_string(static_cast<int64_t>(std::min(need / 1e6, 1e15))), std::to_string(limit / 1000000)});
+}
+
+// The numbers of a grid's parts, those in the middle first.
+std::vector<int64_t> fromTheMiddle(int64_t across, int64_t down) {
+  std::vector<int64_t> order(static_cast<size_t>(across * down));
+  std::iota(order.begin(), order.end(), 0);
+  const auto away = [=](int64_t part) {
+    const int64_t x = 2 * (part % across) - across + 1, y = 2 * (part / across) - down + 1;
+    return x * x + y * y;
+  };
+  std::stable_sort(order.begin(), order.end(), [&](int64_t a, int64_t b) { return away(a) < away(b); });
+  return order;
 }
 
 ColorSpacePtr matrixSpace(const ColorSpacePtr& space) { return space && space->isMatrix() ? space : nullptr; }
@@ -74,6 +90,8 @@ std::string RenderJob::build(Program& program) {
 
 std::string RenderJob::run(const PixelLayout& layout, const ColorSpacePtr& space, uint8_t* pixels) {
   const FloatingPointMode mode;
+  std::optional<FrameGate::Frame> frame;
+  if (options_.frame) frame.emplace(FrameGate::shared());
   Program program;
   if (std::string error = buildWithKept(program); !error.empty()) return error;
   const PixelWriter writer(layout, space, working_, set_);
@@ -86,12 +104,14 @@ std::string RenderJob::buildWithKept(Program& program) {
   kept_ = [this](const Digest& recipe, const Lattice& lattice) {
     return options_.cache->find(recipe, lattice);
   };
+  const auto start = std::chrono::steady_clock::now();
   for (const NodePtr& node : options_.cache->inCommonWithLast(request_.image.node())) {
     Program now;
     if (std::string error = build(now); !error.empty()) return error;
     dropShort(now);
     keep(now, node);
   }
+  keepingSeconds_ = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   if (std::string error = build(program); !error.empty()) return error;
   if (!dropShort(program)) return {};
   program = Program();
@@ -184,7 +204,7 @@ class RenderJob::Progress {
       done_ += samples;
       if (!told_ || !*told_ || (*told_)(std::min(1.0, done_ / area_))) return true;
     }
-    return fail("the render was abandoned");
+    return fail(kAbandoned);
   }
   const std::string& error() const { return error_; }
 
@@ -212,6 +232,7 @@ bool RenderJob::advance(RowEvaluator& evaluator, const IndexRect& tile, int64_t 
     const int64_t step = std::max<int64_t>(1, kCheckedSamples / tile.width());
     for (int64_t row = 0; row < rows; row += step) {
       if (progress.stopped()) return false;
+      if (!options_.frame) FrameGate::shared().waitForFrames();
       const double before = evaluator.bytes();
       evaluator.advance(std::min(step, rows - row), store);
       hold(evaluator.bytes() - before);
@@ -220,6 +241,8 @@ bool RenderJob::advance(RowEvaluator& evaluator, const IndexRect& tile, int64_t 
     }
   } catch (const std::bad_alloc&) {
     return progress.fail("there is not enough memory for this render");
+  } catch (const RenderAbandoned&) {
+    return progress.fail(kAbandoned);
   }
   return true;
 }
@@ -234,7 +257,11 @@ std::string RenderJob::runTiles(const Program& program, const Passes& passes, co
   const int threads = static_cast<int>(std::min<int64_t>(threads_, across * down));
   if (std::string error = refuse(tiling, threads, frame.area()); !error.empty()) return error;
   Progress progress(report ? &request_.progress : nullptr, frame.area());
-  runParts(across * down, threads, [&](int64_t part) {
+  const bool tellTiles = report && request_.finished;
+  const std::vector<int64_t> order = tellTiles ? fromTheMiddle(across, down) : std::vector<int64_t>();
+  std::mutex telling;
+  runParts(across * down, threads, [&](int64_t number) {
+    const int64_t part = tellTiles ? order[static_cast<size_t>(number)] : number;
     const int64_t x = frame.x0 + part % across * tiling.width, y = frame.y1 - part / across * tiling.height;
     const IndexRect tile = intersection(frame, {x, y - tiling.height, x + tiling.width, y});
     try {
@@ -243,10 +270,13 @@ std::string RenderJob::runTiles(const Program& program, const Passes& passes, co
       const Tiling needs = needsOf(program, passes, tile, regions);
       if (std::string error = refuse(needs, threads, tile.area()); !error.empty())
         return progress.fail(error);
-      RowEvaluator evaluator(program, passes, tile, std::move(regions), set_);
+      RowEvaluator evaluator(program, passes, tile, std::move(regions), set_, abandoned());
       const bool done = advance(evaluator, tile, tile.height(), progress, store);
       hold(-evaluator.bytes());
-      return done;
+      if (!done || !tellTiles) return done;
+      const std::lock_guard lock(telling);
+      request_.finished({tile.x0 - frame.x0, frame.y1 - tile.y1, tile.x1 - frame.x0, frame.y1 - tile.y0});
+      return true;
     } catch (const std::bad_alloc&) {
       return progress.fail("there is not enough memory for this render");
     }
@@ -276,7 +306,7 @@ std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& 
     tiles.push_back({x, frame_.y0, std::min(frame_.x1, x + width), frame_.y1});
     Regions regions = regionsFor(program, tiles.back(), set_);
     evaluators.push_back(
-        std::make_unique<RowEvaluator>(program, passes, tiles.back(), std::move(regions), set_));
+        std::make_unique<RowEvaluator>(program, passes, tiles.back(), std::move(regions), set_, abandoned()));
   }
   const int64_t bandBytes = (tiled ? 32 : 8) << 20, leastRows = 16, mostRows = tiled ? 4096 : 256;
   const int64_t rows = std::clamp(bandBytes / std::max<int64_t>(1, layout.bytesPerRow), leastRows, mostRows);

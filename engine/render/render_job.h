@@ -18,6 +18,7 @@ class RenderJob {
   int64_t width() const { return frame_.width(); }
   int64_t height() const { return frame_.height(); }
   int64_t peakBytes() const { return static_cast<int64_t>(peak_); }
+  double keepingSeconds() const { return keepingSeconds_; }
   std::string run(const PixelLayout& layout, const ColorSpacePtr& space, uint8_t* pixels);
   std::string runBands(const PixelLayout& layout, const ColorSpacePtr& space, const BandCallbacks& callbacks);
   bool readsInBands(const Bitmap& source);
@@ -43,6 +44,9 @@ class RenderJob {
                const Store& store);
   Store writingTo(const PixelWriter& writer, const PixelLayout& layout, uint8_t* pixels, int64_t top) const;
   std::vector<SourceRows> sourceRows(const Program& program, const IndexRect& band) const;
+  const std::function<bool()>* abandoned() const {
+    return request_.abandoned ? &request_.abandoned : nullptr;
+  }
   void hold(double bytes);
   std::string runReference(const Program& program, const IndexRect& frame, const Store& store) const;
 
@@ -56,6 +60,7 @@ class RenderJob {
   Lattice lattice_;
   IndexRect frame_;
   std::atomic<double> held_{0}, peak_{0};
+  double keepingSeconds_ = 0;
 };
 
 }  // namespace vello

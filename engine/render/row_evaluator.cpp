@@ -77,12 +77,13 @@ struct RowEvaluator::Workspace {
 };
 
 RowEvaluator::RowEvaluator(const Program& program, const Passes& passes, const IndexRect& out,
-                           Regions regions, InstructionSet set)
+                           Regions regions, InstructionSet set, const std::function<bool()>* abandoned)
     : program_(program),
       passes_(passes),
       regions_(std::move(regions)),
       set_(set),
       loops_(rowLoops(set)),
+      abandoned_(abandoned),
       out_(out),
       next_(out.y1 - 1),
       kept_(passes.list.size()),
@@ -160,6 +161,7 @@ void RowEvaluator::advance(int64_t rows, const Store& store) {
   const Pass& pass = passes_.list.back();
   const size_t index = passes_.list.size() - 1;
   for (const int64_t end = std::max(next_ - rows, out_.y0 - 1); next_ > end; --next_) {
+    checkAbandoned();
     prepare(pass, next_);
     for (int64_t i = out_.x0; i < out_.x1; i += kRunLength) {
       const int n = static_cast<int>(std::min<int64_t>(kRunLength, out_.x1 - i));
@@ -194,6 +196,7 @@ void RowEvaluator::need(Kept& kept, int64_t lowest) {
 }
 
 void RowEvaluator::make(Kept& kept) {
+  checkAbandoned();
   const int64_t j = kept.next--;
   if (!kept.filter) prepare(*kept.pass, j);
   if (kept.filter) feed(kept, j);
@@ -262,6 +265,7 @@ void RowEvaluator::buildGrids(const Step& step, size_t index) {
     if (edge.source) {
       const Scratch row(box.width());
       for (int64_t j = box.y1 - 1; j >= box.y0; --j) {
+        checkAbandoned();
         edge.source->readEncoded(edge.level, j, box.x0, static_cast<int>(box.width()), row.run());
         grids.back().setRow(j, row.run(), loops_);
       }

@@ -13,16 +13,19 @@
 
 namespace vello {
 
+// Thrown out of an evaluation that was told to stop.
+struct RenderAbandoned {};
+
 class RowEvaluator {
  public:
   // n samples of row j from column i on, premultiplied.
   using Store = std::function<void(int64_t j, int64_t i, int n, const Run& samples)>;
 
-  // `regions` are those of `out`.
+  // `regions` are those of `out`. `abandoned`, which may be null, is asked before every row of any step.
   RowEvaluator(const Program& program, const Passes& passes, const IndexRect& out, Regions regions,
-               InstructionSet set);
+               InstructionSet set, const std::function<bool()>* abandoned = nullptr);
   ~RowEvaluator();
-  // The next `rows` rows of the rectangle.
+  // The next `rows` rows of the rectangle. Throws RenderAbandoned.
   void advance(int64_t rows, const Store& store);
   // Memory it holds; it only grows.
   double bytes() const;
@@ -32,6 +35,9 @@ class RowEvaluator {
   struct Workspace;
 
   void keep(size_t pass);
+  void checkAbandoned() const {
+    if (abandoned_ && (*abandoned_)()) throw RenderAbandoned();
+  }
   void prepare(const Pass& pass, int64_t j);
   void need(Kept& kept, int64_t lowest);
   void make(Kept& kept);
@@ -70,6 +76,7 @@ class RowEvaluator {
   const Regions regions_;
   const InstructionSet set_;
   const RowLoops& loops_;
+  const std::function<bool()>* const abandoned_;
   const IndexRect out_;
   int64_t next_;
   std::vector<std::unique_ptr<Kept>> kept_;  // by pass; null where nothing is kept

@@ -1,8 +1,10 @@
 // Rendering into bitmaps: where the pixels land, what is copied, what is refused.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <thread>
 
+#include "engine/catalogue/filter.h"
 #include "tests/engine/render/probe_kernels.h"
 #include "tests/engine/test_pictures.h"
 
@@ -100,6 +102,46 @@ TEST(ContextTest, AnAbandonedRenderStops) {
       CIContext({.tileSide = 8}).createBitmap(request, rgba8(0, 0), ColorSpace::sRGB(), &error).empty());
   EXPECT_EQ(error, "the render was abandoned");
   EXPECT_LT(calls, 64);
+}
+
+// Counts the samples computed since somebody gave up.
+struct Watched {
+  static constexpr bool kStraight = true;
+  static inline std::atomic<bool> givenUp{false};
+  static inline std::atomic<int> since{0};
+  explicit Watched(const Values&) {}
+  Px operator()(Px p) const {
+    if (givenUp) ++since;
+    return p;
+  }
+};
+
+TEST(ContextTest, ARenderNobodyWaitsForStopsWithinARow) {
+  const CIImage image = applyKernel(point<Watched>(), {}, {exposed(picture(300, 300))});
+  const auto on = [&](const char* name, Value radius) {
+    const auto filter = CIFilter::filterWithName(name);
+    filter->setDefaults();
+    filter->setValueForKey(image, "inputImage");
+    filter->setValueForKey(radius, "inputRadius");
+    return filter->outputImage();
+  };
+  const std::pair<const char*, CIImage> rows[] = {
+      {"point", image}, {"blur", on("CIGaussianBlur", 30.0)}, {"twirl", on("CITwirlDistortion", 200.0)}};
+  for (const auto& [name, recipe] : rows)
+    for (const int patience : {0, 5, 100}) {
+      Watched::givenUp = false;
+      Watched::since = 0;
+      std::atomic<int> asked{0};
+      RenderRequest request{recipe, {{0, 0}, {300, 300}}};
+      request.abandoned = [&] {
+        if (asked++ >= patience) Watched::givenUp = true;
+        return Watched::givenUp.load();
+      };
+      std::string error;
+      CIContext({.threads = 2}).createBitmap(request, rgba8(0, 0), ColorSpace::sRGB(), &error);
+      EXPECT_EQ(error, "the render was abandoned") << name;
+      EXPECT_LE(Watched::since, 2 * 512) << name << patience;
+    }
 }
 
 TEST(ContextTest, SeveralThreadsRenderOneRecipe) {
