@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "engine/image/each_node.h"
+
 namespace vello {
 namespace {
 
@@ -10,19 +12,6 @@ bool isOf(const KeptSamples& kept, const Digest& recipe, const Lattice& lattice)
 }
 
 double bytesOf(const KeptSamples& kept) { return Buffer::bytesFor(kept.samples.rect()); }
-
-// Visits every node once, from the root on; those below one only where `visit` says so.
-template <class Visit>
-void eachNode(const NodePtr& recipe, Visit visit) {
-  std::set<Digest> seen;
-  std::vector<NodePtr> open{recipe};
-  while (!open.empty()) {
-    const NodePtr node = open.back();
-    open.pop_back();
-    if (!seen.insert(node->digest).second || !visit(node)) continue;
-    open.insert(open.end(), node->inputs.begin(), node->inputs.end());
-  }
-}
 
 }  // namespace
 
