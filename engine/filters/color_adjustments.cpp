@@ -3,6 +3,7 @@
 
 #include "engine/catalogue/definition.h"
 #include "engine/filters/categories.h"
+#include "engine/filters/color_matrix.h"
 #include "engine/math/vec.h"
 
 namespace vello {
@@ -13,8 +14,13 @@ constexpr InputDef kExposureInputs[] = {
 
 // Scales light by a power of two. EV in stops.
 struct Exposure {
-  explicit Exposure(const Values& v) : gain(static_cast<float>(exp2(v.number("inputEV", -100, 100)))) {}
+  explicit Exposure(const Values& v) : gain(static_cast<float>(gainOf(v))) {}
   static bool identity(const Values& v) { return v.number("inputEV") == 0; }
+  static double gainOf(const Values& v) { return exp2(v.number("inputEV", -100, 100)); }
+  static ColorMatrix matrix(const Values& v) {
+    const double gain = gainOf(v);
+    return {{{gain, 0, 0, 0, 0}, {0, gain, 0, 0, 0}, {0, 0, gain, 0, 0}, {0, 0, 0, 1, 0}}};
+  }
   KERNEL Px operator()(Px p) const { return {p.r * gain, p.g * gain, p.b * gain, p.a}; }
   float gain;
 };
@@ -53,6 +59,14 @@ struct ColorControls {
     return v.number("inputSaturation") == 1 && v.number("inputBrightness") == 0 &&
            v.number("inputContrast") == 1;
   }
+  static ColorMatrix matrix(const Values& v) {
+    const double s = v.number("inputSaturation", 0, 1e4), contrast = v.number("inputContrast", 0, 1e4);
+    const double bias = 0.5 - 0.5 * contrast + v.number("inputBrightness", -1, 1e4);
+    ColorMatrix m{{{0, 0, 0, 0, bias}, {0, 0, 0, 0, bias}, {0, 0, 0, 0, bias}, {0, 0, 0, 1, 0}}};
+    for (int row = 0; row < 3; ++row)
+      for (int k = 0; k < 3; ++k) m.rows[row][k] = contrast * ((1 - s) * kLuminance[k] + (row == k ? s : 0));
+    return m;
+  }
   KERNEL float channel(float c, float l) const {
     return (mix(l, c, saturation) - 0.5f) * contrast + 0.5f + brightness;
   }
@@ -71,12 +85,19 @@ constexpr InputDef kHueInputs[] = {
 // light.
 struct Hue {
   explicit Hue(const Values& v) {
+    const ColorMatrix from = matrix(v);
+    for (int row = 0; row < 3; ++row)
+      for (int k = 0; k < 3; ++k) m[3 * row + k] = static_cast<float>(from.rows[row][k]);
+  }
+  static ColorMatrix matrix(const Values& v) {
     constexpr double l[3] = {0.213, 0.715, 0.072};
     constexpr double sines[9] = {-0.213, -0.715, 0.928, 0.143, 0.140, -0.283, -0.787, 0.715, 0.072};
     const double a = v.number("inputAngle", -1e6, 1e6), c = cos(a), s = sin(a);
+    ColorMatrix found{{{}, {}, {}, {0, 0, 0, 1, 0}}};
     for (int row = 0; row < 3; ++row)
       for (int k = 0; k < 3; ++k)
-        m[3 * row + k] = static_cast<float>(l[k] + c * ((row == k ? 1 : 0) - l[k]) + s * sines[3 * row + k]);
+        found.rows[row][k] = l[k] + c * ((row == k ? 1 : 0) - l[k]) + s * sines[3 * row + k];
+    return found;
   }
   static bool identity(const Values& v) { return v.number("inputAngle") == 0; }
   KERNEL Px operator()(Px p) const {
@@ -93,30 +114,6 @@ constexpr InputDef kMatrixInputs[] = {image(),
                                       withIdentity(vector4("inputAVector", "Alpha Vector", 0, 0, 0, 1)),
                                       withIdentity(vector4("inputBiasVector", "Bias Vector", 0, 0, 0, 0))};
 
-// Every channel of the straight colour is a dot product with a vector, plus a bias.
-struct Matrix {
-  static constexpr bool kStraight = true;
-  static constexpr const char* kRows[] = {"inputRVector", "inputGVector", "inputBVector", "inputAVector"};
-  explicit Matrix(const Values& v) {
-    for (int row = 0; row < 4; ++row)
-      for (int k = 0; k < 5; ++k) m[row][k] = static_cast<float>(entry(v, row, k));
-  }
-  static double entry(const Values& v, int row, int k) {
-    return k < 4 ? v.component(kRows[row], k) : v.component("inputBiasVector", row);
-  }
-  static bool identity(const Values& v) {
-    for (int row = 0; row < 4; ++row)
-      for (int k = 0; k < 5; ++k)
-        if (entry(v, row, k) != (row == k ? 1 : 0)) return false;
-    return true;
-  }
-  KERNEL float dot(const float (&row)[5], Px p) const {
-    return row[0] * p.r + row[1] * p.g + row[2] * p.b + row[3] * p.a + row[4];
-  }
-  KERNEL Px operator()(Px p) const { return {dot(m[0], p), dot(m[1], p), dot(m[2], p), dot(m[3], p)}; }
-  float m[4][5];
-};
-
 constexpr InputDef kWhitePointInputs[] = {image(), withIdentity(color("inputColor", "Color", 1, 1, 1, 1))};
 
 // Scales light by the colour that white shall become.
@@ -132,7 +129,7 @@ struct WhitePoint {
 
 constexpr FilterDef kFilters[] = {
     {"CIColorControls", "Color Controls", kColorAdjustment, kColorControlsInputs, point<ColorControls>()},
-    {"CIColorMatrix", "Color Matrix", kColorAdjustment, kMatrixInputs, point<Matrix>()},
+    {"CIColorMatrix", "Color Matrix", kColorAdjustment, kMatrixInputs, &kColorMatrixKernel},
     {"CIExposureAdjust", "Exposure Adjust", kColorAdjustmentXMP, kExposureInputs, point<Exposure>()},
     {"CIGammaAdjust", "Gamma Adjust", kColorAdjustment, kGammaInputs, point<Gamma>()},
     {"CIHueAdjust", "Hue Adjust", kColorAdjustment, kHueInputs, point<Hue>()},

@@ -14,6 +14,9 @@ constexpr InputDef kImageOnly[] = {image()};
 struct Invert {
   static constexpr bool kStraight = true;
   explicit Invert(const Values&) {}
+  static ColorMatrix matrix(const Values&) {
+    return {{{-1, 0, 0, 0, 1}, {0, -1, 0, 0, 1}, {0, 0, -1, 0, 1}, {0, 0, 0, 1, 0}}};
+  }
   KERNEL Px operator()(Px p) const { return {1 - p.r, 1 - p.g, 1 - p.b, p.a}; }
 };
 

@@ -48,6 +48,12 @@ struct Many {
   KERNEL const T& operator[](int i) const { return items[i]; }
 };
 
+// What a linear kernel multiplies straight colour by: rows r, g, b, a of the result; columns r, g, b, a
+// and 1.
+struct ColorMatrix {
+  double rows[4][5];
+};
+
 // A small image read whole: width x height premultiplied linear samples, bottom row first.
 struct Table {
   const Px* items = nullptr;
@@ -76,6 +82,10 @@ KERNEL float smoothstep(float t) {
   return t * t * (3.0f - 2.0f * t);
 }
 // Luminance of linear light, ITU-R BT.709 primaries.
-KERNEL float luminance(Px p) { return 0.2126f * p.r + 0.7152f * p.g + 0.0722f * p.b; }
+constexpr double kLuminance[3] = {0.2126, 0.7152, 0.0722};
+KERNEL float luminance(Px p) {
+  return static_cast<float>(kLuminance[0]) * p.r + static_cast<float>(kLuminance[1]) * p.g +
+         static_cast<float>(kLuminance[2]) * p.b;
+}
 
 }  // namespace vello

@@ -103,6 +103,8 @@ struct KernelOps {
   // blend: which image the result equals when some of them are transparent everywhere; -1: none. nullptr:
   // never.
   int (*passes)(View<bool> clear) = nullptr;
+  // point: what it multiplies colour by; nullptr where that is no matrix.
+  ColorMatrix (*matrix)(const Values&) = nullptr;
 
   KernelLoops loops[kInstructionSets];
   // point, blend, generate: one sample

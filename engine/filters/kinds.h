@@ -11,7 +11,8 @@
 //   from static constexpr bool kStraight = true         optional: colours come and go straight
 //   (unpremultiplied)
 //
-//   point      Px operator()(Px[, At]) const
+//   point      Px operator()(Px[, At]) const; static ColorMatrix matrix(const Values&) optional, where it is
+//              linear: neighbours become one matrix
 //   blend      Px operator()(Px, Px[, Px, Px][, At]) const       images in the order of the filter's image
 //   inputs generate   Px operator()(At) const warp       Move operator()(At) const; static float
 //   magnification(const Values&) optional taps       Many<Move, N> where(At, Px driver) const; Px
@@ -83,6 +84,7 @@ constexpr KernelOps common(Kind kind, int images, CGRect (*extent)(const Values&
   if constexpr (requires { &K::identity; }) ops.identity = K::identity;
   if constexpr (requires { &K::clear; }) ops.clear = K::clear;
   if constexpr (requires { &K::passes; }) ops.passes = K::passes;
+  if constexpr (requires { &K::matrix; }) ops.matrix = K::matrix;
   if constexpr (requires { K::kStraight; }) ops.straight = K::kStraight;
   if constexpr (requires { K::kStepped; }) ops.stepped = K::kStepped;
   if constexpr (requires { K::kTables; }) ops.tableMask = K::kTables;

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "engine/filters/kernel_ops.h"
+#include "engine/filters/color_matrix.h"
 #include "engine/image/extent.h"
 
 namespace vello {
@@ -158,6 +158,8 @@ CIImage applyKernel(const KernelOps* ops, const Values& values, std::vector<CIIm
     node->inputs.push_back(image.node());
   }
   if (ops->identity && !images.empty() && ops->identity(values)) return images[0];
+  if (ops->matrix)
+    if (CIImage joined = joinedMatrices(ops, values, images[0]); !joined.isNil()) return joined;
   node->extent = ops->extent(values, {extents.data(), static_cast<int>(extents.size())});
   if (ops->clear && ops->clear(values))
     return isInfinite(node->extent) ? unbounded(CIImage::emptyImage()) : CIImage::emptyImage();
