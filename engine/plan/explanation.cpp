@@ -17,8 +17,9 @@ std::string sizeOf(const IndexRect& r) {
 }
 
 const char* kindName(Kind kind) {
-  static const char* const names[] = {"point", "blend", "generate", "warp",   "taps",   "separable",
-                                      "line",  "area",  "resample", "reduce", "raster", "frame"};
+  static const char* const names[] = {"point",    "blend",     "generate", "warp", "taps",
+                                      "zoom",     "separable", "line",     "area", "extreme",
+                                      "resample", "reduce",    "raster",   "frame"};
   return names[static_cast<int>(kind)];
 }
 
