@@ -37,7 +37,29 @@ void repeatEdges(int64_t i, int64_t n, int64_t low, int64_t high, const Run& out
   for (int64_t k = before + count; k < n; ++k) out.set(static_cast<int>(k), last);
 }
 
+// What interpolation along one axis reads: the sample before a place, and how far beyond it the place lies.
+struct AxisPlace {
+  int64_t index;
+  float part;
+  bool inside;
+};
+
+// The samples outside `low` and `high`, which count as transparent, are those before the first.
+AxisPlace axisPlace(double u, double low, double high, int64_t first, double last) {
+  if (!(u > low && u < high)) return {first, 0, false};
+  const double before = std::clamp(std::floor(u), static_cast<double>(first), last);
+  return {static_cast<int64_t>(before), static_cast<float>(u - before), true};
+}
+
 }  // namespace
+
+// Where the copies of a zoom kernel read, copy by copy.
+struct RowEvaluator::Columns {
+  int64_t first;
+  size_t width;
+  std::vector<int32_t> offsets;
+  std::vector<float> parts;
+};
 
 // The rows of a step that are still read.
 struct RowEvaluator::Kept {
@@ -88,6 +110,7 @@ RowEvaluator::RowEvaluator(const Program& program, const Passes& passes, const I
       next_(out.y1 - 1),
       kept_(passes.list.size()),
       grids_(program.steps.size()),
+      columns_(program.steps.size()),
       work_(std::make_unique<Workspace>()) {
   int slots = 1;
   for (const Step& step : program.steps) work_->reach = std::max(work_->reach, step.reach);
@@ -444,20 +467,46 @@ void RowEvaluator::moved(const Step& step, size_t index, int64_t j, int64_t i, i
   scale(out, work_->places.gain, n);
 }
 
-void RowEvaluator::zoomed(const Step& step, size_t index, int64_t j, int64_t i, int n, const Run& out) {
-  Workspace& w = *work_;
-  w.found.resize(4 * kRunLength);
-  const Run copied = planesAt(w.found.data(), kRunLength);
-  clearRun(out, n);
-  for (const ScaledCopy& copy : step.ops->copies(step.kernel.get())) {
-    gridRun(step, copy, j, i, n, set_, w.places);
-    interpolate(step.edges[0], grids_[index][0], w.places.u, w.places.v, n, copied);
-    const auto weight = static_cast<float>(copy.weight);
-    for (float* Run::*channel : {&Run::r, &Run::g, &Run::b, &Run::a}) {
-      float* sum = out.*channel;
-      loops_.scatter(copied.*channel, &sum, &weight, 1, n);
+// Where every copy reads along a row: the same in all rows.
+void RowEvaluator::layOut(const Step& step, size_t index) {
+  const View<ScaledCopy> copies = step.ops->copies(step.kernel.get());
+  const IndexRect& r = regions_.steps[index];
+  const GridFrame& frame = grids_[index][0].frame();
+  auto found = std::make_unique<Columns>();
+  found->first = r.x0;
+  found->width = static_cast<size_t>(r.width());
+  for (int c = 0; c < copies.count; ++c)
+    for (int64_t i = r.x0; i < r.x1; i += kRunLength) {
+      const int n = static_cast<int>(std::min<int64_t>(kRunLength, r.x1 - i));
+      gridRun(step, copies[c], r.y0, i, n, set_, work_->places);
+      for (int k = 0; k < n; ++k) {
+        const AxisPlace at = axisPlace(work_->places.u[k], frame.lowU, frame.highU, frame.x0, frame.lastI);
+        found->offsets.push_back(static_cast<int32_t>(at.index - frame.x0));
+        found->parts.push_back(at.part);
+      }
     }
+  columns_[index] = std::move(found);
+}
+
+void RowEvaluator::zoomed(const Step& step, size_t index, int64_t j, int64_t i, int n, const Run& out) {
+  if (!columns_[index]) layOut(step, index);
+  Workspace& w = *work_;
+  const Columns& columns = *columns_[index];
+  const Grid& grid = grids_[index][0];
+  const GridFrame& frame = grid.frame();
+  float sums[4 * kRunLength] = {};
+  const View<ScaledCopy> copies = step.ops->copies(step.kernel.get());
+  for (int c = 0; c < copies.count; ++c) {
+    gridRun(step, copies[c], j, i, 1, set_, w.places);
+    const AxisPlace at = axisPlace(w.places.v[0], frame.lowV, frame.highV, frame.y0, frame.lastJ);
+    if (!at.inside) continue;
+    const float* below = grid.samples() + (at.index - frame.y0) * frame.stride * 4;
+    const size_t first = static_cast<size_t>(c) * columns.width + static_cast<size_t>(i - columns.first);
+    loops_.addBetween({below, below + frame.stride * 4, at.part, static_cast<float>(copies[c].weight)},
+                      columns.offsets.data() + first, columns.parts.data() + first, sums, n);
   }
+  float* const planes[] = {out.r, out.g, out.b, out.a};
+  loops_.separate(sums, planes, n);
   loops_.snapToOne(out.a, n);
 }
 

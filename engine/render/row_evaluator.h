@@ -33,6 +33,7 @@ class RowEvaluator {
  private:
   struct Kept;
   struct Workspace;
+  struct Columns;
 
   void keep(size_t pass);
   void checkAbandoned() const {
@@ -62,6 +63,7 @@ class RowEvaluator {
   void scale(const Run& run, const float* gain, int n) const;
   void moved(const Step& step, size_t index, int64_t j, int64_t i, int n, const Run& out);
   void tapped(const RunOp& op, const Step& step, int64_t j, int64_t i, int n, const Run& out);
+  void layOut(const Step& step, size_t index);
   void zoomed(const Step& step, size_t index, int64_t j, int64_t i, int n, const Run& out);
   void cropped(const RunOp& op, const Step& step, int64_t j, int64_t i, int n, const Run& out);
   void clamped(const Step& step, int64_t j, int64_t i, int n, const Run& out);
@@ -79,8 +81,9 @@ class RowEvaluator {
   const std::function<bool()>* const abandoned_;
   const IndexRect out_;
   int64_t next_;
-  std::vector<std::unique_ptr<Kept>> kept_;  // by pass; null where nothing is kept
-  std::vector<std::vector<Grid>> grids_;     // by step and edge; empty until they are needed
+  std::vector<std::unique_ptr<Kept>> kept_;        // by pass; null where nothing is kept
+  std::vector<std::vector<Grid>> grids_;           // by step and edge; empty until they are needed
+  std::vector<std::unique_ptr<Columns>> columns_;  // by step; of zoom kernels
   std::unique_ptr<Workspace> work_;
 };
 

@@ -259,6 +259,27 @@ KERNEL void interleaveLoop(const float* const* planes, float* out, int64_t n) {
   }
 }
 
+KERNEL void addBetweenLoop(const GridRows& rows, const int32_t* offset, const float* s, float* sums, int n) {
+  const GridRows r = rows;
+  for (int k = 0; k < n; ++k) {
+    const float *p = r.below + int64_t{4} * offset[k], *q = r.above + int64_t{4} * offset[k];
+    const Sample below = between(loaded<Sample>(p), loaded<Sample>(p + 4), s[k]);
+    const Sample above = between(loaded<Sample>(q), loaded<Sample>(q + 4), s[k]);
+    stored(loaded<Sample>(sums + 4 * k) + between(below, above, r.t) * r.weight, sums + 4 * k);
+  }
+}
+
+KERNEL void separateLoop(const float* in, float* const* planes, int64_t n) {
+  float *const r = planes[0], *const g = planes[1], *const b = planes[2], *const a = planes[3];
+  VELLO_INDEPENDENT_LOOP
+  for (int64_t k = 0; k < n; ++k) {
+    r[k] = in[4 * k];
+    g[k] = in[4 * k + 1];
+    b[k] = in[4 * k + 2];
+    a[k] = in[4 * k + 3];
+  }
+}
+
 // One function of the table, for one instruction set.
 #define VELLO_ROW_LOOP(target, result, name, loop, parameters, arguments) \
   target static result name parameters { return loop arguments; }
@@ -297,11 +318,16 @@ KERNEL void interleaveLoop(const float* const* planes, float* out, int64_t n) {
   VELLO_ROW_LOOP(target, void, interpolate, interpolateLoop,                                               \
                  (const float* grid, int64_t stride, const GridTaps& taps, float* const* out, int n),      \
                  (grid, stride, taps, out, n))                                                             \
+  VELLO_ROW_LOOP(target, void, addBetween, addBetweenLoop,                                                 \
+                 (const GridRows& rows, const int32_t* offset, const float* s, float* sums, int n),        \
+                 (rows, offset, s, sums, n))                                                               \
   VELLO_ROW_LOOP(target, void, interleave, interleaveLoop,                                                 \
                  (const float* const* planes, float* out, int64_t n), (planes, out, n))                    \
-  constexpr RowLoops kLoops{weightedSum, symmetricSum, scatter,     add,       least,  greatest,           \
-                            snapToOne,   allOnes,      divide,      multiply,  places, gridPlaces,         \
-                            gridBounds,  gridTaps,     interpolate, interleave};
+  VELLO_ROW_LOOP(target, void, separate, separateLoop, (const float* in, float* const* planes, int64_t n), \
+                 (in, planes, n))                                                                          \
+  constexpr RowLoops kLoops{weightedSum, symmetricSum, scatter,     add,        least,      greatest,      \
+                            snapToOne,   allOnes,      divide,      multiply,   places,     gridPlaces,    \
+                            gridBounds,  gridTaps,     interpolate, addBetween, interleave, separate};
 
 namespace baseline {
 VELLO_ROW_LOOPS(, 16)

@@ -44,6 +44,12 @@ struct GridFrame {
   int64_t x0, y0, stride;
 };
 
+// Two neighbouring rows of an interleaved grid.
+struct GridRows {
+  const float *below, *above;
+  float t, weight;
+};
+
 struct RowLoops {
   // out[k] = sum of weights[t] * rows[t][k], added in order.
   void (*weightedSum)(const float* const* rows, const float* weights, int count, float* out, int64_t n);
@@ -68,7 +74,11 @@ struct RowLoops {
   void (*gridTaps)(const double* u, const double* v, const GridFrame& frame, const GridTaps& out, int n);
   // Bilinear, in place of the four samples at each offset; planar results.
   void (*interpolate)(const float* grid, int64_t stride, const GridTaps& taps, float* const* out, int n);
+  // Adds weight times what lies between two rows of an interleaved grid, t above the lower one, to
+  // interleaved sums. Sample k lies s[k] beyond the one at offset[k].
+  void (*addBetween)(const GridRows& rows, const int32_t* offset, const float* s, float* sums, int n);
   void (*interleave)(const float* const* planes, float* out, int64_t n);
+  void (*separate)(const float* in, float* const* planes, int64_t n);
 };
 
 const RowLoops& rowLoops(InstructionSet set);
