@@ -71,11 +71,12 @@ IndexRect boundedBox(const Step& step, const GridEdge& edge, const IndexRect& r)
 
 // What a sample of a step costs, in samples of a plain colour formula; measured roughly, with wide vectors.
 double workOf(const Step& step) {
-  constexpr double perTerm = 1.0 / 8, perPlace = 4;
+  constexpr double perTerm = 1.0 / 8, perPlace = 4, perCopy = 1;
   if (step.chords) return 1 + perTerm * 4 * static_cast<double>(step.chords->halves.size());
   if (step.op == Step::Op::axis) return 1 + perTerm * (step.axisX->count() + step.axisY->count());
-  double lookups = static_cast<double>(step.edges.size()) * std::max(1, step.ops ? step.ops->taps : 1);
-  if (step.ops && step.ops->kind == Kind::zoom) lookups = step.ops->copies(step.kernel.get()).count;
+  if (step.ops && step.ops->kind == Kind::zoom)
+    return 1 + perCopy * step.ops->copies(step.kernel.get()).count;
+  const double lookups = static_cast<double>(step.edges.size()) * std::max(1, step.ops ? step.ops->taps : 1);
   const double side = static_cast<double>(2 * step.reach + 1);
   const bool area = step.ops && step.ops->kind == Kind::area;
   return 1 + perPlace * lookups + perTerm * (area ? side * side : static_cast<double>(step.line.size()));

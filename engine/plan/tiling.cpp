@@ -98,18 +98,36 @@ double waiting(const Tiling& tiling, const IndexRect& frame, int threads) {
   return std::ceil(each) / each * (1 + 0.3 / each);
 }
 
+// Copies of a picture around a centre lie further apart the further away a tile is.
+bool readsFar(const Step& step) { return step.ops && step.ops->kind == Kind::zoom; }
+
+// One in the middle; where tiles differ much, the corners as well.
+std::vector<IndexRect> typicalTiles(const IndexRect& frame, int64_t width, int64_t height, bool spread) {
+  const int64_t x = frame.width() - width, y = frame.height() - height;
+  const auto at = [&](int64_t dx, int64_t dy) {
+    return IndexRect{frame.x0 + dx, frame.y0 + dy, frame.x0 + dx + width, frame.y0 + dy + height};
+  };
+  if (!spread) return {at(x / 2, y / 2)};
+  return {at(x / 2, y / 2), at(0, 0), at(x, 0), at(0, y), at(x, y)};
+}
+
 }  // namespace
 
 Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRect& frame, int threads,
                     int side, InstructionSet set) {
+  const bool spread = std::any_of(program.steps.begin(), program.steps.end(), readsFar);
   const auto tile = [&](int64_t width, int64_t height) {
     width = std::min(width, frame.width());
     height = std::min(height, frame.height());
-    const int64_t x = frame.x0 + (frame.width() - width) / 2, y = frame.y0 + (frame.height() - height) / 2;
-    const IndexRect middle{x, y, x + width, y + height};
-    const Regions regions = regionsFor(program, middle, set);
-    return Tiling{width, height, bytesHeld(program, passes, middle, regions, set),
-                  regions.samples / middle.area(), regions.work / middle.area()};
+    Tiling sum{width, height, 0, 0, 0};
+    const std::vector<IndexRect> places = typicalTiles(frame, width, height, spread);
+    for (const IndexRect& place : places) {
+      const Regions regions = regionsFor(program, place, set);
+      sum.bytes = std::max(sum.bytes, bytesHeld(program, passes, place, regions, set));
+      sum.samples += regions.samples / place.area() / static_cast<double>(places.size());
+      sum.work += regions.work / place.area() / static_cast<double>(places.size());
+    }
+    return sum;
   };
   if (side > 0) return tile(side, side);
   const bool square = interpolates(passes);
@@ -119,12 +137,12 @@ Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRec
     bool better = false;
     Tiling next;
     for (int parts = 4 * std::max(1, threads); parts > 0; parts /= 2) {
-      next = square ? tile(width, width)
-                    : tile(evenly(frame.width(), width), std::max<int64_t>(64, split(frame.height(), parts)));
+      next = tile(evenly(frame.width(), width), square ? evenly(frame.height(), width)
+                                                       : std::max<int64_t>(64, split(frame.height(), parts)));
       // Rows that have left the cache cost more, and every row of a tile costs some by itself.
       const double crowded = std::max(0.0, std::log2(next.bytes / (2 * cacheBytes())));
-      const double cost = next.samples * (1 + 0.12 * crowded) * (1 + 30.0 / static_cast<double>(width)) *
-                          waiting(next, frame, threads);
+      const double cost = (next.work + 0.12 * crowded * next.samples) *
+                          (1 + 30.0 / static_cast<double>(width)) * waiting(next, frame, threads);
       if (cost < 0.98 * least) {
         better = true;
         least = cost;
