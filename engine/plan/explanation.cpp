@@ -56,7 +56,7 @@ std::string nameOf(const Step& step) {
     case Step::Op::empty:
       return "nothing";
     case Step::Op::sample:
-      return step.edges[0].exact ? "texels" : "interpolated samples";
+      return step.edges[0].exact ? "texels" : step.followsRows() ? "scaled texels" : "interpolated samples";
     case Step::Op::stored:
       return "samples of an earlier render";
     case Step::Op::crop:

@@ -133,7 +133,7 @@ class Fusion {
         pass.readers.push_back({input, way, k, edge});
       }
     }
-    if (!s.edges.empty() && !copiesTexels(s)) pass.moving.push_back(k);
+    if (!s.edges.empty() && !s.followsRows()) pass.moving.push_back(k);
     made_[{k, s.straight}] = add(op);
   }
 

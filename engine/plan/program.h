@@ -54,6 +54,9 @@ struct Step {
   std::optional<Chords> chords;           // axis as well: what extreme kernels are made of
   std::vector<LineTap> line;
   int64_t reach = 0, rise = 0;  // area, line: in samples to either side, in rows above and below
+
+  // Every row of its samples lies on one row of a bitmap's texels, or between two.
+  bool followsRows() const { return op == Op::sample && edges[0].source && edges[0].toGrid.b == 0; }
 };
 
 struct Program {

@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "engine/render/grid.h"
+#include "engine/render/row_pair.h"
 
 namespace vello {
 namespace {
@@ -21,8 +22,6 @@ double cacheBytes() {
   }();
   return bytes;
 }
-
-bool interpolatesAlong(const Step& step) { return step.op != Step::Op::sample || !step.edges[0].exact; }
 
 // What an axis step keeps beside its rows: rows filtered along x, or open sums.
 double filterBytes(const Step& step, const IndexRect& region) {
@@ -64,7 +63,7 @@ double bytesHeld(const Program& program, const Passes& passes, const IndexRect& 
   for (size_t k = 0; k < program.steps.size(); ++k) {
     const Step& step = program.steps[k];
     for (const IndexRect& box : all.edges[k])
-      if (interpolatesAlong(step)) bytes += Grid::bytesFor(box);
+      bytes += step.followsRows() ? RowPair::bytesFor(box) : Grid::bytesFor(box);
     const IndexRect& r = all.steps[k];
     if (passes.keptBy[k] < 0 || r.empty()) continue;
     // Where an edge reads everything first, what others read as well waits for them.

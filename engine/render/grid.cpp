@@ -6,8 +6,33 @@ namespace vello {
 
 double Grid::bytesFor(const IndexRect& box) { return grown(box, 1, 1).area() * 4 * sizeof(float); }
 
-Grid::Grid(const GridEdge& edge, const IndexRect& box) : box_(box) {
-  const IndexRect all = box.empty() ? IndexRect{0, 0, 2, 2} : grown(box, 1, 1);
+namespace {
+
+IndexRect withMargin(const IndexRect& box) { return box.empty() ? IndexRect{0, 0, 2, 2} : grown(box, 1, 1); }
+
+}  // namespace
+
+GridFrame gridFrame(const GridEdge& edge, const IndexRect& box) {
+  const IndexRect all = withMargin(box);
+  const IndexRect& v = edge.valid;
+  GridFrame frame{static_cast<double>(v.x0),
+                  static_cast<double>(v.x1 - 1),
+                  static_cast<double>(v.y0),
+                  static_cast<double>(v.y1 - 1),
+                  !edge.clamp,
+                  static_cast<double>(all.x1 - 2),
+                  static_cast<double>(all.y1 - 2),
+                  all.x0,
+                  all.y0,
+                  all.width()};
+  if (edge.clamp) return frame;
+  frame.lowU -= 1, frame.highU += 1, frame.lowV -= 1, frame.highV += 1;
+  if (box.empty()) frame.highU = frame.lowU;  // nothing is inside
+  return frame;
+}
+
+Grid::Grid(const GridEdge& edge, const IndexRect& box) : box_(box), frame_(gridFrame(edge, box)) {
+  const IndexRect all = withMargin(box);
   const auto count = static_cast<size_t>(all.width() * all.height() * 4);
   samples_ = std::make_unique_for_overwrite<float[]>(count);
   // Rows and columns beyond the box: what lies beyond the edge's valid samples is transparent.
@@ -18,20 +43,6 @@ Grid::Grid(const GridEdge& edge, const IndexRect& box) : box_(box) {
     std::memset(samples_.get() + k, 0, 4 * sizeof(float));
     std::memset(samples_.get() + k - 4, 0, 4 * sizeof(float));
   }
-  const IndexRect& v = edge.valid;
-  frame_ = {static_cast<double>(v.x0),
-            static_cast<double>(v.x1 - 1),
-            static_cast<double>(v.y0),
-            static_cast<double>(v.y1 - 1),
-            !edge.clamp,
-            static_cast<double>(all.x1 - 2),
-            static_cast<double>(all.y1 - 2),
-            all.x0,
-            all.y0,
-            all.width()};
-  if (edge.clamp) return;
-  frame_.lowU -= 1, frame_.highU += 1, frame_.lowV -= 1, frame_.highV += 1;
-  if (box.empty()) frame_.highU = frame_.lowU;  // nothing is inside
 }
 
 void Grid::setRow(int64_t j, const Run& run, const RowLoops& loops) {

@@ -9,6 +9,9 @@
 
 namespace vello {
 
+// Of the samples of `box` along an edge, around which lies a margin of one transparent sample.
+GridFrame gridFrame(const GridEdge& edge, const IndexRect& box);
+
 class Grid {
  public:
   Grid() = default;

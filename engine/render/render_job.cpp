@@ -364,7 +364,7 @@ bool RenderJob::readsInBands(const Bitmap& bitmap) {
   const auto source = program.sources.find(bitmap.serial());
   for (const Step& step : program.steps)
     for (const GridEdge& edge : step.edges) {
-      const bool inOrder = step.op == Step::Op::sample && edge.exact;
+      const bool inOrder = step.followsRows() && edge.toGrid.d > 0;
       const bool reads = source != program.sources.end() && edge.source == source->second.get();
       if (!inOrder && (edge.step >= 0 || reads)) return false;
     }

@@ -111,6 +111,7 @@ RowEvaluator::RowEvaluator(const Program& program, const Passes& passes, const I
       kept_(passes.list.size()),
       grids_(program.steps.size()),
       columns_(program.steps.size()),
+      pairs_(program.steps.size()),
       work_(std::make_unique<Workspace>()) {
   int slots = 1;
   for (const Step& step : program.steps) work_->reach = std::max(work_->reach, step.reach);
@@ -200,6 +201,7 @@ double RowEvaluator::bytes() const {
     if (kept) all += kept->ring.bytes() + (kept->filter ? kept->filter->bytes() : 0);
   for (const std::vector<Grid>& grids : grids_)
     for (const Grid& grid : grids) all += Grid::bytesFor(grid.box());
+  for (const auto& pair : pairs_) all += pair ? pair->bytes() : 0;
   return all;
 }
 
@@ -390,7 +392,8 @@ void RowEvaluator::computeInside(const RunOp& op, int64_t j, int64_t i, int n, c
     case Step::Op::axis:  // always kept: computed by its filter
       return clearRun(out, n);
     case Step::Op::sample:
-      return step.edges[0].exact ? texels(step, j, i, n, out) : moved(step, index, j, i, n, out);
+      if (step.edges[0].exact) return texels(step, j, i, n, out);
+      return step.followsRows() ? scaled(step, index, j, i, n, out) : moved(step, index, j, i, n, out);
     case Step::Op::stored:
       return stored(step.stored->samples, j, i, n, out);
     case Step::Op::crop:
@@ -446,13 +449,13 @@ void RowEvaluator::texels(const Step& step, int64_t j, int64_t i, int n, const R
 }
 
 // What lies at grid places along an edge.
-void RowEvaluator::interpolate(const GridEdge& edge, const Grid& grid, const double* u, const double* v,
+void RowEvaluator::interpolate(const GridEdge& edge, const Samples& grid, const double* u, const double* v,
                                int n, const Run& out) {
   Workspace& w = *work_;
   const GridTaps taps{w.offsets, w.s, w.t, w.inside};
-  loops_.gridTaps(u, v, grid.frame(), taps, n);
+  loops_.gridTaps(u, v, grid.frame, taps, n);
   float* const planes[] = {out.r, out.g, out.b, out.a};
-  loops_.interpolate(grid.samples(), grid.frame().stride, taps, planes, n);
+  loops_.interpolate(grid.samples, grid.stride, taps, planes, n);
   if (edge.source) edge.source->linearize(n, out);
 }
 
@@ -461,9 +464,19 @@ void RowEvaluator::scale(const Run& run, const float* gain, int n) const {
   for (float* c : {run.r, run.g, run.b, run.a}) loops_.multiply(c, gain, n);
 }
 
+// A picture that is scaled and shifted, not turned.
+void RowEvaluator::scaled(const Step& step, size_t index, int64_t j, int64_t i, int n, const Run& out) {
+  std::unique_ptr<RowPair>& pair = pairs_[index];
+  if (!pair) pair = std::make_unique<RowPair>(step.edges[0], regions_.edges[index][0]);
+  const GridRun& places = work_->places;
+  gridRun(step, j, i, n, set_, work_->places);
+  pair->moveTo(places.v[0], loops_);
+  interpolate(step.edges[0], {pair->samples(), pair->stride(), pair->frame()}, places.u, places.v, n, out);
+}
+
 void RowEvaluator::moved(const Step& step, size_t index, int64_t j, int64_t i, int n, const Run& out) {
   gridRun(step, j, i, n, set_, work_->places);
-  interpolate(step.edges[0], grids_[index][0], work_->places.u, work_->places.v, n, out);
+  interpolate(step.edges[0], samplesOf(grids_[index][0]), work_->places.u, work_->places.v, n, out);
   scale(out, work_->places.gain, n);
 }
 
@@ -548,8 +561,8 @@ void RowEvaluator::tapped(const RunOp& op, const Step& step, int64_t j, int64_t 
                          m.tx,
                          m.ty},
                         w.places.u, w.places.v, n);
-      interpolate(step.edges[e], grids_[static_cast<size_t>(op.step)][e], w.places.u, w.places.v, n,
-                  found(e, t));
+      interpolate(step.edges[e], samplesOf(grids_[static_cast<size_t>(op.step)][e]), w.places.u, w.places.v,
+                  n, found(e, t));
       scale(found(e, t), move + 2 * kRunLength, n);
     }
   }

@@ -9,6 +9,7 @@
 #include "engine/plan/regions.h"
 #include "engine/render/axis_rows.h"
 #include "engine/render/grid.h"
+#include "engine/render/row_pair.h"
 #include "engine/render/row_ring.h"
 
 namespace vello {
@@ -58,9 +59,17 @@ class RowEvaluator {
   void computeInside(const RunOp& op, int64_t j, int64_t i, int n, const Run& out);
   static void stored(const Buffer& samples, int64_t j, int64_t i, int n, const Run& out);
   void texels(const Step& step, int64_t j, int64_t i, int n, const Run& out);
-  void interpolate(const GridEdge& edge, const Grid& grid, const double* u, const double* v, int n,
+  // Grids and row pairs.
+  struct Samples {
+    const float* samples;
+    int64_t stride;
+    const GridFrame& frame;
+  };
+  static Samples samplesOf(const Grid& grid) { return {grid.samples(), grid.frame().stride, grid.frame()}; }
+  void interpolate(const GridEdge& edge, const Samples& grid, const double* u, const double* v, int n,
                    const Run& out);
   void scale(const Run& run, const float* gain, int n) const;
+  void scaled(const Step& step, size_t index, int64_t j, int64_t i, int n, const Run& out);
   void moved(const Step& step, size_t index, int64_t j, int64_t i, int n, const Run& out);
   void tapped(const RunOp& op, const Step& step, int64_t j, int64_t i, int n, const Run& out);
   void layOut(const Step& step, size_t index);
@@ -84,6 +93,7 @@ class RowEvaluator {
   std::vector<std::unique_ptr<Kept>> kept_;        // by pass; null where nothing is kept
   std::vector<std::vector<Grid>> grids_;           // by step and edge; empty until they are needed
   std::vector<std::unique_ptr<Columns>> columns_;  // by step; of zoom kernels
+  std::vector<std::unique_ptr<RowPair>> pairs_;    // by step; of scaled pictures
   std::unique_ptr<Workspace> work_;
 };
 
