@@ -26,7 +26,7 @@ RowPair::RowPair(const GridEdge& edge, const IndexRect& box)
       held_{kNone, kNone} {}
 
 void RowPair::moveTo(double v, const RowLoops& loops) {
-  const double inside = std::clamp(v, frame_.lowV, frame_.highV);
+  const double inside = v > frame_.lowV ? std::min(v, frame_.highV) : frame_.lowV;  // whatever the place is
   const double below = std::floor(inside);
   frame_.y0 = static_cast<int64_t>(below);
   frame_.lastJ = below;

@@ -144,6 +144,44 @@ TEST(ContextTest, ARenderNobodyWaitsForStopsWithinARow) {
     }
 }
 
+TEST(ContextTest, AScaledPictureIsReadInBandsUnlessItIsTurned) {
+  struct Row {
+    const char* name;
+    CGAffineTransform transform;
+    bool inBands;
+  };
+  const Row rows[] = {{"smaller", {0.4, 0, 0, 0.3, 2.5, 1}, true},
+                      {"much smaller", {0.07, 0, 0, 0.09, 0, 0}, true},
+                      {"larger", {2.7, 0, 0, 3.1, -9, 4}, true},
+                      {"sheared along rows", {0.8, 0, 0.3, 0.9, 0, 0}, true},
+                      {"upside down", {1.2, 0, 0, -0.7, 0, 300}, false},
+                      {"turned", {0.6, 0.6, -0.6, 0.6, 90, 0}, false}};
+  const CIImage source = picture(230, 900);
+  for (const Row& row : rows) {
+    const CIImage moved = exposed(source.imageByApplyingTransform(row.transform));
+    const CGRect rect{{3, 5}, {150, 700}};
+    const RenderRequest request{moved, rect};
+    const CIContext context({.tileSide = 64});
+    EXPECT_EQ(context.readsInBands(request, *source.sourceBitmap()), row.inBands) << row.name;
+    std::vector<uint8_t> bytes;
+    int64_t released = 0;
+    BandCallbacks bands;
+    bands.provide = [&](const std::vector<SourceRows>& list) {
+      for (const SourceRows& read : list) {
+        EXPECT_TRUE(read.begin >= released || !row.inBands) << row.name;
+        released = read.begin;
+      }
+      return std::string();
+    };
+    bands.write = [&](int64_t, int64_t count, const uint8_t* from, int64_t bytesPerRow) {
+      bytes.insert(bytes.end(), from, from + count * bytesPerRow);
+      return std::string();
+    };
+    EXPECT_EQ(context.renderBands(request, rgba8(0, 0), ColorSpace::sRGB(), bands), "") << row.name;
+    EXPECT_TRUE(bytes == rendered(moved, rect, rgba8(0, 0), {})) << row.name;
+  }
+}
+
 TEST(ContextTest, SeveralThreadsRenderOneRecipe) {
   const CIImage image = applyKernel(separable<probes::Gaussian<60>>(), {}, {exposed(picture(50, 40))});
   const auto alone = rendered(image, {{0, 0}, {50, 40}}, rgbaFloat(50, 40), {});
