@@ -224,18 +224,19 @@ void RenderJob::hold(double bytes) {
   }
 }
 
-// The next rows of a tile, in steps between which an abandoned render is noticed.
-bool RenderJob::advance(RowEvaluator& evaluator, const IndexRect& tile, int64_t rows, Progress& progress,
-                        const Store& store) {
+// The next rows of a tile, in steps between which an abandoned render is noticed. `reserved` bytes are held
+// already.
+bool RenderJob::advance(RowEvaluator& evaluator, const IndexRect& tile, int64_t rows, double reserved,
+                        Progress& progress, const Store& store) {
   const FloatingPointMode mode;
   try {
     const int64_t step = std::max<int64_t>(1, kCheckedSamples / tile.width());
     for (int64_t row = 0; row < rows; row += step) {
       if (progress.stopped()) return false;
       if (!options_.frame) FrameGate::shared().waitForFrames();
-      const double before = evaluator.bytes();
+      const double before = std::max(reserved, evaluator.bytes());
       evaluator.advance(std::min(step, rows - row), store);
-      hold(evaluator.bytes() - before);
+      hold(std::max(reserved, evaluator.bytes()) - before);
       if (held_ > static_cast<double>(limit_)) return progress.fail(tooMuch(held_, limit_));
       if (!progress.finished(static_cast<double>(std::min(step, rows - row) * tile.width()))) return false;
     }
@@ -271,8 +272,10 @@ std::string RenderJob::runTiles(const Program& program, const Passes& passes, co
       if (std::string error = refuse(needs, threads, tile.area()); !error.empty())
         return progress.fail(error);
       RowEvaluator evaluator(program, passes, tile, std::move(regions), set_, abandoned());
-      const bool done = advance(evaluator, tile, tile.height(), progress, store);
-      hold(-evaluator.bytes());
+      // What it is going to take counts from the start: other tiles take theirs meanwhile.
+      hold(needs.bytes);
+      const bool done = advance(evaluator, tile, tile.height(), needs.bytes, progress, store);
+      hold(-std::max(needs.bytes, evaluator.bytes()));
       if (!done || !tellTiles) return done;
       const std::lock_guard lock(telling);
       request_.finished({tile.x0 - frame.x0, frame.y1 - tile.y1, tile.x1 - frame.x0, frame.y1 - tile.y0});
@@ -326,7 +329,7 @@ std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& 
     } else {
       runParts(strips, threads_, [&](int64_t k) {
         const auto strip = static_cast<size_t>(k);
-        return advance(*evaluators[strip], tiles[strip], count, progress, store);
+        return advance(*evaluators[strip], tiles[strip], count, 0, progress, store);
       });
     }
     if (!progress.error().empty()) return progress.error();

@@ -40,8 +40,8 @@ class RenderJob {
   std::string refuse(const Tiling& tiling, int64_t tiles, double area) const;
   std::string runTiles(const Program& program, const Passes& passes, const IndexRect& frame, bool report,
                        const Store& store);
-  bool advance(RowEvaluator& evaluator, const IndexRect& tile, int64_t rows, Progress& progress,
-               const Store& store);
+  bool advance(RowEvaluator& evaluator, const IndexRect& tile, int64_t rows, double reserved,
+               Progress& progress, const Store& store);
   Store writingTo(const PixelWriter& writer, const PixelLayout& layout, uint8_t* pixels, int64_t top) const;
   std::vector<SourceRows> sourceRows(const Program& program, const IndexRect& band) const;
   const std::function<bool()>* abandoned() const {
