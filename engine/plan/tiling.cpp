@@ -26,9 +26,11 @@ double cacheBytes() {
 // What an axis step keeps beside its rows: rows filtered along x, or open sums.
 double filterBytes(const Step& step, const IndexRect& region) {
   if (step.chords) {
-    const auto rows = static_cast<double>(2 * step.chords->height() + 4);
+    // Some rows come, and are made, at once.
+    constexpr double together = 16;
+    const auto rows = static_cast<double>(2 * step.chords->height()) + together + 4;
     return 2 * rows * static_cast<double>(region.width() + 16) * kSampleBytes +
-           4 * static_cast<double>(filteredRegion(step, region).width()) * kSampleBytes;
+           (together + 4) * static_cast<double>(filteredRegion(step, region).width()) * kSampleBytes;
   }
   const AxisStage &x = *step.axisX, &y = *step.axisY;
   const bool scattered = y.type() == AxisStage::Type::reduce;

@@ -117,6 +117,58 @@ KERNEL void greatestLoop(const float* a, const float* b, float* out, int64_t n) 
       a, b, out, n, [](float p, float q) __attribute__((always_inline)) { return max(p, q); });
 }
 
+// So many vectors of a chord stay in registers while it joins its rows. Returns how far it got.
+template <int Bytes, int Vectors, class F>
+KERNEL int64_t joinBlocks(const Chord* chords, int count, float* const* rows, int64_t offset, int64_t from,
+                          int64_t n, F fold) {
+  using V = typename Lanes<Bytes>::Vector;
+  constexpr int lanes = Lanes<Bytes>::count, block = Vectors * lanes;
+  int64_t k = from;
+  for (; k + block <= n; k += block) {
+    float* const* row = rows;
+    for (int c = 0; c < count; ++c) {
+      V found[Vectors];
+#pragma GCC unroll 4
+      for (int v = 0; v < Vectors; ++v)
+        found[v] = fold(loaded<V>(chords[c].a + k + v * lanes), loaded<V>(chords[c].b + k + v * lanes));
+      for (float* const* end = row + chords[c].rows; row != end; ++row) {
+        float* out = *row + offset + k;
+#pragma GCC unroll 4
+        for (int v = 0; v < Vectors; ++v) stored(fold(loaded<V>(out + v * lanes), found[v]), out + v * lanes);
+      }
+    }
+  }
+  return k;
+}
+
+template <int Bytes, class F>
+KERNEL void joinLoop(const Chord* chords, int count, float* const* rows, int64_t offset, int64_t n, F fold) {
+  int64_t k = joinBlocks<Bytes, 4>(chords, count, rows, offset, 0, n, fold);
+  k = joinBlocks<Bytes, 1>(chords, count, rows, offset, k, n, fold);
+  for (; k < n; ++k) {
+    float* const* row = rows;
+    for (int c = 0; c < count; ++c)
+      for (float* const* end = row + chords[c].rows; row != end; ++row) {
+        float& out = (*row)[offset + k];
+        out = fold(out, fold(chords[c].a[k], chords[c].b[k]));
+      }
+  }
+}
+
+template <int Bytes>
+KERNEL void joinLeastLoop(const Chord* chords, int count, float* const* rows, int64_t offset, int64_t n) {
+  joinLoop<Bytes>(
+      chords, count, rows, offset, n,
+      [](auto p, auto q) __attribute__((always_inline)) { return p < q ? p : q; });
+}
+
+template <int Bytes>
+KERNEL void joinGreatestLoop(const Chord* chords, int count, float* const* rows, int64_t offset, int64_t n) {
+  joinLoop<Bytes>(
+      chords, count, rows, offset, n,
+      [](auto p, auto q) __attribute__((always_inline)) { return p > q ? p : q; });
+}
+
 KERNEL void snapLoop(float* a, int64_t n) {
   constexpr float rounding = 1.0f / (1 << 18);
   VELLO_INDEPENDENT_LOOP
@@ -300,6 +352,12 @@ KERNEL void separateLoop(const float* in, float* const* planes, int64_t n) {
                  (a, b, out, n))                                                                           \
   VELLO_ROW_LOOP(target, void, greatest, greatestLoop,                                                     \
                  (const float* a, const float* b, float* out, int64_t n), (a, b, out, n))                  \
+  VELLO_ROW_LOOP(target, void, joinLeast, joinLeastLoop<bytes>,                                            \
+                 (const Chord* chords, int count, float* const* rows, int64_t offset, int64_t n),          \
+                 (chords, count, rows, offset, n))                                                         \
+  VELLO_ROW_LOOP(target, void, joinGreatest, joinGreatestLoop<bytes>,                                      \
+                 (const Chord* chords, int count, float* const* rows, int64_t offset, int64_t n),          \
+                 (chords, count, rows, offset, n))                                                         \
   VELLO_ROW_LOOP(target, void, snapToOne, snapLoop, (float* a, int64_t n), (a, n))                         \
   VELLO_ROW_LOOP(target, bool, allOnes, allOnesLoop, (const float* a, int64_t n), (a, n))                  \
   VELLO_ROW_LOOP(target, void, divide, divideLoop, (float* c, const float* by, int64_t n), (c, by, n))     \
@@ -325,9 +383,10 @@ KERNEL void separateLoop(const float* in, float* const* planes, int64_t n) {
                  (const float* const* planes, float* out, int64_t n), (planes, out, n))                    \
   VELLO_ROW_LOOP(target, void, separate, separateLoop, (const float* in, float* const* planes, int64_t n), \
                  (in, planes, n))                                                                          \
-  constexpr RowLoops kLoops{weightedSum, symmetricSum, scatter,     add,        least,      greatest,      \
-                            snapToOne,   allOnes,      divide,      multiply,   places,     gridPlaces,    \
-                            gridBounds,  gridTaps,     interpolate, addBetween, interleave, separate};
+  constexpr RowLoops kLoops{weightedSum, symmetricSum, scatter,      add,        least,                    \
+                            greatest,    joinLeast,    joinGreatest, snapToOne,  allOnes,                  \
+                            divide,      multiply,     places,       gridPlaces, gridBounds,               \
+                            gridTaps,    interpolate,  addBetween,   interleave, separate};
 
 namespace baseline {
 VELLO_ROW_LOOPS(, 16)

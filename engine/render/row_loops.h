@@ -50,6 +50,12 @@ struct GridRows {
   float t, weight;
 };
 
+// A chord of a window: its extremes are those of a[k] and b[k]. They join so many rows.
+struct Chord {
+  const float *a, *b;
+  int rows;
+};
+
 struct RowLoops {
   // out[k] = sum of weights[t] * rows[t][k], added in order.
   void (*weightedSum)(const float* const* rows, const float* weights, int count, float* out, int64_t n);
@@ -61,6 +67,10 @@ struct RowLoops {
   // b may lie further on in the same row.
   using Fold = void (*)(const float* a, const float* b, float* out, int64_t n);
   Fold add, least, greatest;
+  // out[offset + k] = the lesser, the greater of it and the extremes of each chord in turn, for the rows that
+  // the chord joins. No row overlaps a chord.
+  using Join = void (*)(const Chord* chords, int count, float* const* rows, int64_t offset, int64_t n);
+  Join joinLeast, joinGreatest;
   // What differs from 1 by rounding only is 1.
   void (*snapToOne)(float* a, int64_t n);
   bool (*allOnes)(const float* a, int64_t n);

@@ -10,7 +10,9 @@ namespace vello {
 
 class RowRing {
  public:
-  explicit RowRing(int64_t width = 0) : stride_((width + 15) / 16 * 16) {}
+  // Planes are an odd number of 16 samples long: the same place in many rows does not fall on the same few
+  // lines of a cache.
+  explicit RowRing(int64_t width = 0) : stride_(((width + 15) / 16 | 1) * 16) {}
 
   // Room for `row`, which lies directly below the one added last. Rows above `wanted` may be forgotten.
   Run add(int64_t row, int64_t wanted) {
@@ -26,6 +28,8 @@ class RowRing {
     float* p = const_cast<float*>(samples_.data()) + slot(row) * 4 * stride_;
     return {p, p + stride_, p + 2 * stride_, p + 3 * stride_};
   }
+  // From a channel of a row to the next.
+  int64_t planeStride() const { return stride_; }
   double bytes() const { return static_cast<double>(samples_.capacity() * sizeof(float)); }
 
  private:
