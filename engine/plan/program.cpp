@@ -230,7 +230,10 @@ const TexelSource* Builder::sourceOf(const NodePtr& node, CGAffineTransform& toT
     if (bitmap.empty()) return nullptr;
   }
   auto& source = program_.sources[bitmap.serial()];
-  if (!source) source = std::make_unique<TexelSource>(bitmap, options_.working, options_.set);
+  const bool drawn = node->type == Node::Type::kernel;  // anew for every program
+  auto pyramid = !source && !drawn && options_.pyramid ? options_.pyramid(bitmap) : nullptr;
+  if (!source)
+    source = std::make_unique<TexelSource>(bitmap, options_.working, options_.set, std::move(pyramid));
   return source.get();
 }
 

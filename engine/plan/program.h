@@ -73,6 +73,8 @@ struct Program {
 struct ProgramOptions {
   // Samples of a recipe that need not be computed; may be empty, and return null.
   std::function<std::shared_ptr<const KeptSamples>(const Digest&, const Lattice&)> kept;
+  // What is kept of a source's means; may be empty, and return null.
+  std::function<std::shared_ptr<TexelPyramid>(const Bitmap&)> pyramid;
   ColorSpacePtr working;                  // null: linear sRGB
   const double* workingMatrix = nullptr;  // linear sRGB to its primaries; null: the identity
   // Renders the root of a program whole: how tables, reductions and foreign frames get their pixels.

@@ -42,6 +42,25 @@ void RenderCache::drop(const KeptSamples& samples) {
   std::erase_if(kept_, [&](const auto& kept) { return kept.get() == &samples; });
 }
 
+std::shared_ptr<TexelPyramid> RenderCache::pyramidOf(const Bitmap& source) {
+  const std::lock_guard lock(mutex_);
+  const auto found = std::find_if(pyramids_.begin(), pyramids_.end(), [&](const auto& pyramid) {
+    return pyramid->source().serial() == source.serial();
+  });
+  if (found != pyramids_.end()) {
+    std::rotate(pyramids_.begin(), found, found + 1);
+    return pyramids_.front();
+  }
+  pyramids_.insert(pyramids_.begin(), std::make_shared<TexelPyramid>(source));
+  int64_t held = 0;
+  size_t count = 0;
+  while (count < pyramids_.size() && held + pyramids_[count]->bytes() <= bytes_)
+    held += pyramids_[count++]->bytes();
+  const std::shared_ptr<TexelPyramid> made = pyramids_.front();
+  pyramids_.resize(count);
+  return made;
+}
+
 std::vector<NodePtr> RenderCache::inCommonWithLast(const NodePtr& recipe) {
   const std::lock_guard lock(mutex_);
   std::vector<NodePtr> roots;

@@ -10,6 +10,7 @@
 
 #include "engine/image/node.h"
 #include "engine/render/kept_samples.h"
+#include "engine/render/texel_pyramid.h"
 
 namespace vello {
 
@@ -24,6 +25,8 @@ class RenderCache {
   void keep(std::shared_ptr<const KeptSamples> samples);
   // Forgets samples that turned out not to reach far enough.
   void drop(const KeptSamples& samples);
+  // Of a source that many renders show small.
+  std::shared_ptr<TexelPyramid> pyramidOf(const Bitmap& source);
   // Takes note of a recipe that is rendered, and returns the roots of what it has in common with the one
   // before.
   std::vector<NodePtr> inCommonWithLast(const NodePtr& recipe);
@@ -33,6 +36,7 @@ class RenderCache {
   const size_t recipes_;
   std::mutex mutex_;
   std::vector<std::shared_ptr<const KeptSamples>> kept_;  // the latest used first
+  std::vector<std::shared_ptr<TexelPyramid>> pyramids_;   // the latest used first
   std::set<Digest> last_;
 };
 

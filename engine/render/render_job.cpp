@@ -76,6 +76,8 @@ ProgramOptions RenderJob::programOptions() {
   o.working = working_;
   o.workingMatrix = working_ ? working_->fromSRGB().data() : nullptr;
   o.set = set_;
+  if (options_.cache && !options_.reference)
+    o.pyramid = [this](const Bitmap& bitmap) { return options_.cache->pyramidOf(bitmap); };
   o.direct = options_.reference;
   o.kept = kept_;
   o.renderWhole = [this](const Program& program, const IndexRect& rect, Buffer& out) {

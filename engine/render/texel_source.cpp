@@ -1,17 +1,31 @@
 #include "engine/render/texel_source.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "engine/render/buffer.h"
 
 namespace vello {
 
+TexelSource::TexelSource(const Bitmap& bitmap, const ColorSpacePtr& working, InstructionSet set,
+                         std::shared_ptr<TexelPyramid> pyramid)
+    : reader_(bitmap, working, set), pyramid_(std::move(pyramid)) {
+  for (int level = TexelPyramid::kLowestLevel; pyramid_ && level < pyramid_->levels(); ++level)
+    levels_.push_back(std::make_unique<PixelReader>(pyramid_->level(level), working, set));
+}
+
 void TexelSource::readLinear(int64_t j, int64_t i, int n, const Run& out) const {
   reader_.readLinear(reader_.bitmap().height() - 1 - j, i, n, {out.r, out.g, out.b, out.a});
 }
 
 void TexelSource::readEncoded(int level, int64_t j, int64_t i, int n, const Run& out) const {
+  const auto kept = static_cast<size_t>(level - TexelPyramid::kLowestLevel);
+  if (level >= TexelPyramid::kLowestLevel && kept < levels_.size()) {
+    pyramid_->need(level, j, i, n);
+    const PixelReader& reader = *levels_[kept];
+    return reader.readEncoded(reader.bitmap().height() - 1 - j, i, n, {out.r, out.g, out.b, out.a});
+  }
   if (level > 0) return average(level, j, i, n, out);
   reader_.readEncoded(reader_.bitmap().height() - 1 - j, i, n, {out.r, out.g, out.b, out.a});
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "engine/filters/kernel_ops.h"
+#include "engine/render/texel_pyramid.h"
 #include "platform/pixel_conversion.h"
 
 namespace vello {
@@ -11,8 +12,9 @@ namespace vello {
 // Safe to share between threads.
 class TexelSource {
  public:
-  TexelSource(const Bitmap& bitmap, const ColorSpacePtr& working, InstructionSet set)
-      : reader_(bitmap, working, set) {}
+  // Means are taken from `pyramid`, which may be null, where it has them.
+  TexelSource(const Bitmap& bitmap, const ColorSpacePtr& working, InstructionSet set,
+              std::shared_ptr<TexelPyramid> pyramid = nullptr);
 
   int64_t width(int level) const { return levelSize(reader_.bitmap().width(), level); }
   int64_t height(int level) const { return levelSize(reader_.bitmap().height(), level); }
@@ -29,6 +31,8 @@ class TexelSource {
   void average(int level, int64_t j, int64_t i, int n, const Run& out) const;
 
   PixelReader reader_;
+  std::shared_ptr<TexelPyramid> pyramid_;
+  std::vector<std::unique_ptr<PixelReader>> levels_;  // of the pyramid
 };
 
 }  // namespace vello
