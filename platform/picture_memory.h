@@ -12,8 +12,8 @@ class PictureMemory {
   // Both give null and the reason when the memory cannot be had.
   // What is released is lost.
   static std::shared_ptr<PictureMemory> inMemory(int64_t bytes, std::string* error);
-  // Backed by a file without a name in `folder`, all its room taken at once: what is released comes back from
-  // the file. The error names the folder and the need.
+  // Backed by a file without a name in `folder` (empty: the temporary folder), all its room taken at
+  // once: what is released comes back from the file. The error names the folder and the need.
   static std::shared_ptr<PictureMemory> inTemporaryFile(int64_t bytes, const std::string& folder,
                                                         std::string* error);
   ~PictureMemory();
@@ -29,8 +29,5 @@ class PictureMemory {
   uint8_t* bytes_;
   int64_t size_;
 };
-
-// $TMPDIR, else /tmp.
-std::string temporaryFolder();
 
 }  // namespace vello

@@ -59,10 +59,9 @@ StreamedPicture::Storage StreamedPicture::State::chooseStorage(const StreamOptio
 
 std::string StreamedPicture::State::takeMemory(Storage storage, const StreamOptions& options) {
   const int64_t bytes = layout().bytesPerRow * layout().height;
-  const std::string folder = options.folder.empty() ? temporaryFolder() : options.folder;
   std::string error;
   const auto take = [&] {
-    return storage == Storage::temporaryFile ? PictureMemory::inTemporaryFile(bytes, folder, &error)
+    return storage == Storage::temporaryFile ? PictureMemory::inTemporaryFile(bytes, options.folder, &error)
                                              : PictureMemory::inMemory(bytes, &error);
   };
   shown = take();

@@ -1,5 +1,6 @@
 #include "engine/plan/explanation.h"
 
+#include <cmath>
 #include <cstdio>
 #include <vector>
 
@@ -58,7 +59,7 @@ std::string nameOf(const Step& step) {
     case Step::Op::sample:
       return step.edges[0].exact ? "texels" : step.followsRows() ? "scaled texels" : "interpolated samples";
     case Step::Op::stored:
-      return "samples of an earlier render";
+      return step.stored ? "samples of an earlier render" : "kept samples";
     case Step::Op::crop:
       return "crop";
     case Step::Op::clamp:
@@ -91,23 +92,53 @@ std::string shortNumber(double v) {
   return result;
 }
 
+std::string megabytes(double bytes) { return text(static_cast<int64_t>(std::ceil(bytes / 1e6))) + " MB"; }
+
+std::string headerOf(const Part& part, bool last) {
+  const std::string what =
+      last ? "rendering " : "step " + text(part.step) + " is computed first, as it is read in no order: ";
+  const std::string tiles = " in tiles of " + text(part.tiling.width) + " x " + text(part.tiling.height);
+  if (last) return what + sizeOf(part.rect) + tiles + "\n";
+  const double bytes = SampleStore::bytesFor(part.rect);
+  return what + sizeOf(part.rect) + tiles + "; " + megabytes(bytes) + " are kept, " +
+         megabytes(bytes - part.bytesInMemory) + " of them in a temporary file\n";
+}
+
+std::string lineOf(const Program& program, size_t k, double pitch, const Passes& passes) {
+  const Step& step = program.steps[k];
+  std::string line =
+      text(static_cast<int64_t>(k)) + "  " + nameOf(step) + inputsOf(step) + ": " + sizeOf(step.bounds);
+  if (step.lattice.pitch != pitch) line += ", pitch " + shortNumber(step.lattice.pitch);
+  if (step.straight) line += ", straight colour";
+  return line + (passes.keptBy[k] >= 0 ? ", keeps rows\n" : "\n");
+}
+
 }  // namespace
 
-std::string explanation(const Program& program, const Passes& passes, const Tiling& tiling,
-                        const IndexRect& frame) {
-  std::string list = "rendering " + sizeOf(frame) + " in tiles of " + text(tiling.width) + " x " +
-                     text(tiling.height) + "\n";
-  for (size_t k = 0; k < program.steps.size(); ++k) {
-    const Step& step = program.steps[k];
-    list += text(static_cast<int64_t>(k)) + "  " + nameOf(step) + inputsOf(step) + ": " + sizeOf(step.bounds);
-    if (step.lattice.pitch != program.steps[static_cast<size_t>(program.root)].lattice.pitch)
-      list += ", pitch " + shortNumber(step.lattice.pitch);
-    if (step.straight) list += ", straight colour";
-    list += passes.keptBy[k] >= 0 ? ", keeps rows\n" : "\n";
+std::string explanation(Program& program, std::vector<Part>& parts) {
+  const double pitch = program.steps[static_cast<size_t>(program.root)].lattice.pitch;
+  std::string list;
+  std::vector<bool> told(program.steps.size());
+  size_t passes = 0;
+  int fused = 0;
+  double samples = 0;
+  for (Part& part : parts) {
+    if (part.rect.empty()) continue;
+    const PartScope scope(program, part);
+    list += headerOf(part, &part == &parts.back());
+    const std::vector<bool> read = stepsRead(program);
+    for (size_t k = 0; k < program.steps.size(); ++k) {
+      if (!read[k] || told[k]) continue;
+      list += lineOf(program, k, pitch, part.passes);
+      told[k] = true;
+    }
+    passes += part.passes.list.size();
+    fused += part.passes.fused;
+    samples += part.tiling.samples * part.rect.area();
   }
-  list += text(static_cast<int64_t>(program.steps.size())) + " steps: " + text(passes.fused) +
+  list += text(static_cast<int64_t>(program.steps.size())) + " steps: " + text(fused) +
           " computed in passing, " + text(program.shared) + " used more than once; " +
-          text(static_cast<int64_t>(passes.list.size())) + " passes; " + shortNumber(tiling.samples) +
+          text(static_cast<int64_t>(passes)) + " passes; " + shortNumber(samples / parts.back().rect.area()) +
           " samples computed for each of the result\n";
   return list;
 }

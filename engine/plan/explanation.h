@@ -1,14 +1,13 @@
-// A program and its passes, for a person to read.
+// A program and its parts, for a person to read.
 #pragma once
 
 #include <string>
 
-#include "engine/plan/tiling.h"
+#include "engine/plan/parts.h"
 
 namespace vello {
 
-// One line a step, inputs first, with what is computed together and what is kept between.
-std::string explanation(const Program& program, const Passes& passes, const Tiling& tiling,
-                        const IndexRect& frame);
+// Part by part, one line a step, inputs first, with what is computed together and what is kept between.
+std::string explanation(Program& program, std::vector<Part>& parts);
 
 }  // namespace vello

@@ -53,12 +53,15 @@ class Fusion {
 
   const Step& step(int k) const { return program_.steps[static_cast<size_t>(k)]; }
 
+  // Of steps that lead to the root.
   void collectUsers() {
     users_.resize(size_);
-    for (size_t k = 0; k < size_; ++k)
+    for (size_t k = static_cast<size_t>(program_.root) + 1; k-- > 0;) {
+      if (users_[k].empty() && static_cast<int>(k) != program_.root) continue;
       for (size_t n = 0; n < program_.steps[k].inputs.size(); ++n)
         if (const int input = program_.steps[k].inputs[n]; input >= 0)
           users_[static_cast<size_t>(input)].push_back({static_cast<int>(k), wayOf(program_.steps[k], n)});
+    }
   }
 
   int newPass(int k) {
@@ -72,6 +75,7 @@ class Fusion {
     std::vector<std::set<int>> madeIn(size_);
     for (int k = program_.root; k >= 0; --k) {
       const auto index = static_cast<size_t>(k);
+      if (users_[index].empty() && k != program_.root) continue;
       std::set<int> into;
       bool keeps = step(k).op == Step::Op::axis;
       for (const Use& use : users_[index]) {

@@ -468,6 +468,15 @@ int Builder::expanded(const Request& request, int coarse) {
 
 }  // namespace
 
+std::vector<bool> stepsRead(const Program& program) {
+  std::vector<bool> read(program.steps.size());
+  read[static_cast<size_t>(program.root)] = true;
+  for (size_t k = static_cast<size_t>(program.root) + 1; k-- > 0;)
+    for (const int input : program.steps[k].inputs)
+      if (read[k] && input >= 0) read[static_cast<size_t>(input)] = true;
+  return read;
+}
+
 std::string buildProgram(const CIImage& image, const Lattice& lattice, const ProgramOptions& options,
                          Program& program) {
   if (image.isNil()) return "there is no image to render";

@@ -17,6 +17,7 @@
 #include "engine/render/buffer.h"
 #include "engine/render/kept_samples.h"
 #include "engine/render/lattice.h"
+#include "engine/render/sample_store.h"
 #include "engine/render/texel_source.h"
 
 namespace vello {
@@ -44,7 +45,9 @@ struct Step {
   std::vector<GridEdge> edges;  // sample, warp, zoom: one; taps: one per image after the first
   IndexRect clampRect;          // clamp: the samples whose edge is repeated
   bool straight = false;        // its samples are straight colour
-  std::shared_ptr<const KeptSamples> stored;  // what an earlier render has left
+  // stored: what an earlier render has left, or what this one computes before it goes on
+  std::shared_ptr<const KeptSamples> stored;
+  std::shared_ptr<SampleStore> store;
   // kernel
   const KernelOps* ops = nullptr;
   std::unique_ptr<std::max_align_t[]> kernel;
@@ -78,11 +81,14 @@ struct ProgramOptions {
   ColorSpacePtr working;                  // null: linear sRGB
   const double* workingMatrix = nullptr;  // linear sRGB to its primaries; null: the identity
   // Renders the root of a program whole: how tables, reductions and foreign frames get their pixels.
-  std::function<std::string(const Program&, const IndexRect&, Buffer&)> renderWhole;
+  std::function<std::string(Program&, const IndexRect&, Buffer&)> renderWhole;
   InstructionSet set = InstructionSet::baseline;  // that texels are read with
   bool direct = false;  // every separable kernel as its plain sum: what the reference is computed from
   int depth = 0;        // of programs within programs
 };
+
+// The steps that the root's samples are computed from, its own among them.
+std::vector<bool> stepsRead(const Program& program);
 
 // Returns the error, empty on success.
 std::string buildProgram(const CIImage& image, const Lattice& lattice, const ProgramOptions& options,

@@ -18,17 +18,14 @@ struct Box {
   }
 };
 
-// Beyond this many samples the whole input is asked for: finding out what they read would take seconds, and
-// the render is refused for its size anyway unless the machine is very large.
-constexpr double kMostMoves = 1e8;
-
 // Indices beyond this are never near a picture, and sums of them must not overflow.
 constexpr int64_t kLongestSide = int64_t{1} << 42;
 constexpr double kNever = std::numeric_limits<double>::infinity();
 
 bool isWarp(const Step& step) { return step.ops && step.ops->kind == Kind::warp; }
 
-IndexRect movedBox(const Step& step, const IndexRect& r, InstructionSet set) {
+// Computes moves as long as there are some left to compute; then the whole input is asked for.
+IndexRect movedBox(const Step& step, const IndexRect& r, InstructionSet set, double& movesLeft) {
   Box box;
   const GridEdge& edge = step.edges[0];
   if (!isWarp(step)) {
@@ -39,7 +36,7 @@ IndexRect movedBox(const Step& step, const IndexRect& r, InstructionSet set) {
       }
     return gridBox(edge, box.u0, box.v0, box.u1, box.v1);
   }
-  if (r.area() > kMostMoves) return edge.valid;
+  if ((movesLeft -= r.area()) < 0) return edge.valid;
   // Places that no sample lies near do not widen the box.
   const IndexRect& v = edge.valid;
   const GridBounds limits{static_cast<double>(v.x0) - 1, static_cast<double>(v.y0) - 1,
@@ -69,19 +66,6 @@ IndexRect boundedBox(const Step& step, const GridEdge& edge, const IndexRect& r)
   return gridBox(edge, box.u0, box.v0, box.u1, box.v1);
 }
 
-// What a sample of a step costs, in samples of a plain colour formula; measured roughly, with wide vectors.
-double workOf(const Step& step) {
-  constexpr double perTerm = 1.0 / 8, perPlace = 4, perCopy = 1;
-  if (step.chords) return 1 + perTerm * 4 * static_cast<double>(step.chords->halves.size());
-  if (step.op == Step::Op::axis) return 1 + perTerm * (step.axisX->count() + step.axisY->count());
-  if (step.ops && step.ops->kind == Kind::zoom)
-    return 1 + perCopy * step.ops->copies(step.kernel.get()).count;
-  const double lookups = static_cast<double>(step.edges.size()) * std::max(1, step.ops ? step.ops->taps : 1);
-  const double side = static_cast<double>(2 * step.reach + 1);
-  const bool area = step.ops && step.ops->kind == Kind::area;
-  return 1 + perPlace * lookups + perTerm * (area ? side * side : static_cast<double>(step.line.size()));
-}
-
 IndexRect zoomedBox(const Step& step, const IndexRect& r, InstructionSet set) {
   Box box;
   GridRun place;
@@ -96,7 +80,8 @@ IndexRect zoomedBox(const Step& step, const IndexRect& r, InstructionSet set) {
 
 class Demand {
  public:
-  Demand(const Program& program, const IndexRect& out, InstructionSet set) : program_(program), set_(set) {
+  Demand(const Program& program, const IndexRect& out, InstructionSet set, double mostMoves)
+      : program_(program), set_(set), movesLeft_(mostMoves) {
     found_.steps.resize(program.steps.size());
     found_.edges.resize(program.steps.size());
     ask(program.root, out);
@@ -120,6 +105,8 @@ class Demand {
 
   void askEdge(size_t k, const GridEdge& edge, const IndexRect& box) {
     found_.edges[k].push_back(box);
+    // Texels to interpolate between are decoded for every tile.
+    if (edge.source && !edge.exact) found_.samples += box.area(), found_.work += box.area();
     ask(edge.step, box);
   }
 
@@ -133,7 +120,7 @@ class Demand {
       case Step::Op::stored:
         return;
       case Step::Op::sample:
-        return askEdge(k, step.edges[0], movedBox(step, r, set_));
+        return askEdge(k, step.edges[0], movedBox(step, r, set_, movesLeft_));
       case Step::Op::crop:
         return ask(step.inputs[0], r);
       case Step::Op::clamp:
@@ -154,7 +141,7 @@ class Demand {
   void spreadKernel(const Step& step, size_t k, const IndexRect& r) {
     switch (step.ops->kind) {
       case Kind::warp:
-        return askEdge(k, step.edges[0], movedBox(step, r, set_));
+        return askEdge(k, step.edges[0], movedBox(step, r, set_, movesLeft_));
       case Kind::zoom:
         return askEdge(k, step.edges[0], zoomedBox(step, r, set_));
       case Kind::taps:
@@ -172,10 +159,24 @@ class Demand {
 
   const Program& program_;
   const InstructionSet set_;
+  double movesLeft_;
   Regions found_;
 };
 
 }  // namespace
+
+// Measured roughly, with wide vectors.
+double workOf(const Step& step) {
+  constexpr double perTerm = 1.0 / 8, perPlace = 4, perCopy = 1;
+  if (step.chords) return 1 + perTerm * 4 * static_cast<double>(step.chords->halves.size());
+  if (step.op == Step::Op::axis) return 1 + perTerm * (step.axisX->count() + step.axisY->count());
+  if (step.ops && step.ops->kind == Kind::zoom)
+    return 1 + perCopy * step.ops->copies(step.kernel.get()).count;
+  const double lookups = static_cast<double>(step.edges.size()) * std::max(1, step.ops ? step.ops->taps : 1);
+  const double side = static_cast<double>(2 * step.reach + 1);
+  const bool area = step.ops && step.ops->kind == Kind::area;
+  return 1 + perPlace * lookups + perTerm * (area ? side * side : static_cast<double>(step.line.size()));
+}
 
 IndexRect filteredRegion(const Step& step, const IndexRect& r) {
   if (step.chords) return grown(r, step.chords->halves[0], step.chords->height());
@@ -183,8 +184,8 @@ IndexRect filteredRegion(const Step& step, const IndexRect& r) {
   return {x.begin, y.begin, x.end, y.end};
 }
 
-Regions regionsFor(const Program& program, const IndexRect& out, InstructionSet set) {
-  return Demand(program, out, set).take();
+Regions regionsFor(const Program& program, const IndexRect& out, InstructionSet set, double mostMoves) {
+  return Demand(program, out, set, mostMoves).take();
 }
 
 }  // namespace vello

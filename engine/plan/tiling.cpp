@@ -50,7 +50,7 @@ double bytesHeld(const Program& program, const Passes& passes, const IndexRect& 
                  InstructionSet set) {
   if (!(all.samples < 1e300)) return all.samples;
   const int64_t middle = (out.y0 + out.y1) / 2;
-  const Regions line = regionsFor(program, {out.x0, middle, out.x1, middle + 1}, set);
+  const Regions line = regionsFor(program, {out.x0, middle, out.x1, middle + 1}, set, movesToPlan(out));
   // Filters and grids take rows as they come.
   std::vector<int> readers(program.steps.size());
   std::vector<bool> filtered(program.steps.size());
@@ -114,6 +114,8 @@ std::vector<IndexRect> typicalTiles(const IndexRect& frame, int64_t width, int64
 
 }  // namespace
 
+double movesToPlan(const IndexRect& tile) { return 1e5 + 32 * tile.area(); }
+
 Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRect& frame, int threads,
                     int side, InstructionSet set) {
   const bool spread = std::any_of(program.steps.begin(), program.steps.end(), readsFar);
@@ -123,7 +125,7 @@ Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRec
     Tiling sum{width, height, 0, 0, 0};
     const std::vector<IndexRect> places = typicalTiles(frame, width, height, spread);
     for (const IndexRect& place : places) {
-      const Regions regions = regionsFor(program, place, set);
+      const Regions regions = regionsFor(program, place, set, movesToPlan(place));
       sum.bytes = std::max(sum.bytes, bytesHeld(program, passes, place, regions, set));
       sum.samples += regions.samples / place.area() / static_cast<double>(places.size());
       sum.work += regions.work / place.area() / static_cast<double>(places.size());
@@ -151,8 +153,8 @@ Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRec
       }
       if (square) break;
     }
-    // Where every tile reads far, larger ones are worth their memory as long as they save as much work.
-    if (width >= frame.width() || (!better && next.bytes > 64 * cacheBytes())) break;
+    // Where no tile of this size spares reading far, what is read is kept instead.
+    if (width >= frame.width() || ((square || !better) && next.bytes > 64 * cacheBytes())) break;
   }
   return best;
 }

@@ -14,6 +14,22 @@ struct Tiling {
   double work = 0;                // the same, in samples of a plain colour formula
 };
 
+// The tiles of a rectangle, from its upper left corner row by row.
+struct Tiles {
+  IndexRect frame;
+  int64_t width = 0, height = 0;
+  int64_t across() const { return (frame.width() + width - 1) / width; }
+  int64_t down() const { return (frame.height() + height - 1) / height; }
+  int64_t count() const { return across() * down(); }
+  IndexRect at(int64_t k) const {
+    const int64_t x = frame.x0 + k % across() * width, y = frame.y1 - k / across() * height;
+    return intersection(frame, {x, y - height, x + width, y});
+  }
+};
+
+// Of moves, as many as are computed to plan a tile: no more than warps that pay need.
+double movesToPlan(const IndexRect& tile);
+
 // For `threads` threads over `frame`. `side` above 0 fixes the tile.
 Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRect& frame, int threads,
                     int side, InstructionSet set);

@@ -21,8 +21,11 @@ struct ContextOptions {
   ColorSpacePtr workingColorSpace;  // a matrix RGB space, of which the primaries count; null: linear sRGB
   ColorSpacePtr outputColorSpace;   // null: the space asked for at the render
   int64_t memoryLimit = 0;          // bytes of intermediates; 0: a quarter of the machine's memory
-  int tileSide = 0;                 // output pixels a side of a tile; 0: chosen by the renderer
-  int threads = 0;                  // that compute; 0: as many as there are cores
+  // Bytes of samples that are kept in memory because a filter reads them in no order; what is beyond lies in
+  // a temporary file. 0: 512 MB, or a quarter of memoryLimit where that is less.
+  int64_t storeLimit = 0;
+  int tileSide = 0;  // output pixels a side of a tile; 0: chosen by the renderer
+  int threads = 0;   // that compute; 0: as many as there are cores
   InstructionSet instructionSet = InstructionSet::v4;  // the best that may be used, where the machine has it
   // Shared by the renders of one session, so that what stays the same is not computed again. May be null.
   std::shared_ptr<RenderCache> cache;

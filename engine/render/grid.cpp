@@ -47,8 +47,13 @@ Grid::Grid(const GridEdge& edge, const IndexRect& box) : box_(box), frame_(gridF
 
 void Grid::setRow(int64_t j, const Run& run, const RowLoops& loops) {
   const float* const planes[] = {run.r, run.g, run.b, run.a};
-  const int64_t at = (j - frame_.y0) * frame_.stride + (box_.x0 - frame_.x0);
-  loops.interleave(planes, samples_.get() + at * 4, box_.width());
+  loops.interleave(planes, rowAt(j), box_.width());
+}
+
+void Grid::fill(const SampleStore& store) { store.read(box_, rowAt(box_.y0), frame_.stride); }
+
+float* Grid::rowAt(int64_t j) {
+  return samples_.get() + ((j - frame_.y0) * frame_.stride + (box_.x0 - frame_.x0)) * 4;
 }
 
 }  // namespace vello

@@ -24,9 +24,13 @@ class Grid {
   const float* samples() const { return samples_.get(); }
   // Fills row j of the box.
   void setRow(int64_t j, const Run& samples, const RowLoops& loops);
+  // Fills all of it.
+  void fill(const SampleStore& store);
   static double bytesFor(const IndexRect& box);
 
  private:
+  float* rowAt(int64_t j);
+
   IndexRect box_;
   GridFrame frame_{};
   std::unique_ptr<float[]> samples_;

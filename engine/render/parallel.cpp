@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <exception>
+#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -12,15 +14,24 @@ namespace vello {
 bool runParts(int64_t count, int threads, const std::function<bool(int64_t)>& part) {
   std::atomic<int64_t> next{0};
   std::atomic<bool> good{true};
+  std::exception_ptr problem;
+  std::mutex mutex;
   const auto work = [&] {
-    for (int64_t i; good && (i = next++) < count;)
-      if (!part(i)) good = false;
+    try {
+      for (int64_t i; good && (i = next++) < count;)
+        if (!part(i)) good = false;
+    } catch (...) {
+      const std::lock_guard lock(mutex);
+      problem = std::current_exception();
+      good = false;
+    }
   };
   std::vector<std::thread> helpers;
   const auto wanted = static_cast<size_t>(std::min<int64_t>(threads, count));
   while (helpers.size() + 1 < wanted) helpers.emplace_back(work);
   work();
   for (std::thread& helper : helpers) helper.join();
+  if (problem) std::rethrow_exception(problem);
   return good;
 }
 

@@ -23,8 +23,10 @@ namespace {
 constexpr double kMostWork = 1e13, kFreeWork = 1e8, kMostWorkPerSample = 2e4;
 // Steps that wait for one another's rows; each takes some of the thread's stack.
 constexpr size_t kDeepestPasses = 4000;
+constexpr char kNoMemory[] = "there is not enough memory for this render";
+constexpr int64_t kStoreLimit = int64_t{512} << 20;
 constexpr int64_t kCheckedSamples = 1 << 15;  // between two looks at whether the render was abandoned
-constexpr const char* kAbandoned = "the render was abandoned";
+constexpr char kAbandoned[] = "the render was abandoned";
 
 int64_t defaultMemoryLimit() {
   return static_cast<int64_t>(sysconf(_SC_PHYS_PAGES)) * static_cast<int64_t>(sysconf(_SC_PAGESIZE)) / 4;
@@ -52,11 +54,45 @@ ColorSpacePtr matrixSpace(const ColorSpacePtr& space) { return space && space->i
 
 }  // namespace
 
+// Tells how much is done and takes the first error of any thread.
+class RenderJob::Progress {
+ public:
+  // Of `area` samples, which are this share of the render.
+  Progress(const std::function<bool(double)>& told, const Share& share, double area)
+      : told_(told), share_(share), area_(area) {}
+  bool stopped() const { return stopped_; }
+  bool fail(std::string text) {
+    const std::lock_guard lock(mutex_);
+    if (error_.empty()) error_ = std::move(text);
+    stopped_ = true;
+    return false;
+  }
+  bool finished(double samples) {
+    {
+      const std::lock_guard lock(mutex_);
+      done_ += samples;
+      if (!told_ || told_(std::min(1.0, share_.begin + share_.size * done_ / area_))) return true;
+    }
+    return fail(kAbandoned);
+  }
+  const std::string& error() const { return error_; }
+
+ private:
+  std::mutex mutex_;
+  std::string error_;
+  std::atomic<bool> stopped_{false};
+  double done_ = 0;
+  const std::function<bool(double)>& told_;
+  const Share share_;
+  const double area_;
+};
+
 RenderJob::RenderJob(const ContextOptions& options, const RenderRequest& request)
     : options_(options),
       request_(request),
       working_(matrixSpace(options.workingColorSpace)),
       limit_(options.memoryLimit > 0 ? options.memoryLimit : defaultMemoryLimit()),
+      storeLimit_(options.storeLimit > 0 ? options.storeLimit : std::min(kStoreLimit, limit_ / 4)),
       threads_(options.threads > 0 ? options.threads : coreCount()),
       set_(std::min(options.instructionSet, bestInstructionSet())) {
   const double p = request.pitch;
@@ -80,7 +116,7 @@ ProgramOptions RenderJob::programOptions() {
     o.pyramid = [this](const Bitmap& bitmap) { return options_.cache->pyramidOf(bitmap); };
   o.direct = options_.reference;
   o.kept = kept_;
-  o.renderWhole = [this](const Program& program, const IndexRect& rect, Buffer& out) {
+  o.renderWhole = [this](Program& program, const IndexRect& rect, Buffer& out) {
     return whole(program, rect, out);
   };
   return o;
@@ -97,7 +133,86 @@ std::string RenderJob::run(const PixelLayout& layout, const ColorSpacePtr& space
   Program program;
   if (std::string error = buildWithKept(program); !error.empty()) return error;
   const PixelWriter writer(layout, space, working_, set_);
-  return runTiles(program, fusePasses(program), frame_, true, writingTo(writer, layout, pixels, frame_.y1));
+  return compute(program, frame_, false, kAll, writingTo(writer, layout, pixels, frame_.y1));
+}
+
+PartOptions RenderJob::partOptions(bool straight) const {
+  PartOptions o;
+  o.threads = threads_;
+  o.tileSide = options_.tileSide;
+  o.set = set_;
+  o.bytesInMemory = static_cast<double>(storeLimit_);
+  o.straight = straight;
+  o.keep = !options_.reference;
+  return o;
+}
+
+// Any rectangle of a program's root.
+std::string RenderJob::compute(Program& program, const IndexRect& rect, bool straight, Share share,
+                               const Store& store) {
+  if (options_.reference) return runReference(program, rect, store);
+  try {
+    std::vector<Part> parts;
+    std::string error = plan(program, rect, straight, share, parts);
+    if (error.empty()) error = computeKept(program, parts, share);
+    if (error.empty())
+      error = runTiles(program, parts.back().passes, parts.back().tiling, rect, share, store);
+    for (const Part& part : parts) drop(program, part);
+    return error;
+  } catch (const std::bad_alloc&) {
+    return kNoMemory;
+  }
+}
+
+std::string RenderJob::plan(Program& program, const IndexRect& rect, bool straight, const Share& share,
+                            std::vector<Part>& parts) {
+  Progress progress(request_.progress, share, rect.area());
+  PartOptions options = partOptions(straight);
+  options.goOn = [&] {
+    return abandoned() && (*abandoned())() ? progress.fail(kAbandoned) : progress.finished(0);
+  };
+  parts = planParts(program, rect, options);
+  return progress.error();
+}
+
+// All parts but the last. Takes what they are of the share from it.
+std::string RenderJob::computeKept(Program& program, std::vector<Part>& parts, Share& share) {
+  double all = 0;
+  for (const Part& part : parts) {
+    if (std::string error = refuse(part.tiling, threads_, part.rect.area()); !error.empty()) return error;
+    all += part.work();
+  }
+  for (size_t p = 0; p + 1 < parts.size(); ++p) {
+    Part& part = parts[p];
+    if (part.rect.empty()) continue;
+    std::string error;
+    const auto kept = SampleStore::create(part.rect, part.bytesInMemory, &error);
+    if (!kept) return "this render " + error;
+    hold(part.bytesInMemory);
+    keptBytes_ += part.bytesInMemory;
+    const Share own{share.begin, share.size * part.work() / all};
+    {
+      const PartScope scope(program, part);
+      error = runTiles(
+          program, part.passes, part.tiling, part.rect, own,
+          [&](int64_t j, int64_t i, int n, const Run& run) { kept->write(j, i, n, run, rowLoops(set_)); });
+    }
+    program.steps[static_cast<size_t>(part.step)].store = kept;
+    if (!error.empty()) return error;
+    share.begin += own.size, share.size -= own.size;
+    all -= part.work();
+    for (size_t k = 0; k < p; ++k)
+      if (parts[k].lastReader == p) drop(program, parts[k]);
+  }
+  return {};
+}
+
+void RenderJob::drop(Program& program, const Part& part) {
+  std::shared_ptr<SampleStore>& store = program.steps[static_cast<size_t>(part.step)].store;
+  if (!store) return;
+  hold(-part.bytesInMemory);
+  keptBytes_ -= part.bytesInMemory;
+  store = nullptr;
 }
 
 // Reads what earlier renders have left, and leaves what this recipe has in common with the last one.
@@ -151,8 +266,8 @@ void RenderJob::keep(const Program& program, const NodePtr& node) {
   samples->lattice = step.lattice;
   samples->straight = step.straight && fusePasses(program).keptBy[k] < 0;
   samples->samples = Buffer(needed);
-  const std::string error = runTiles(
-      part, fusePasses(part, samples->straight), needed, false,
+  const std::string error = compute(
+      part, needed, samples->straight, {},
       [&](int64_t j, int64_t i, int n, const Run& run) { copyRun(run, samples->samples.at(i, j), n); });
   if (error.empty()) options_.cache->keep(std::move(samples));
 }
@@ -168,16 +283,16 @@ RenderJob::Store RenderJob::writingTo(const PixelWriter& writer, const PixelLayo
 }
 
 // Tables, reductions, foreign frames: one rectangle of another program.
-std::string RenderJob::whole(const Program& program, const IndexRect& rect, Buffer& out) {
+std::string RenderJob::whole(Program& program, const IndexRect& rect, Buffer& out) {
   if (Buffer::bytesFor(rect) > static_cast<double>(limit_)) return tooMuch(Buffer::bytesFor(rect), limit_);
   out = Buffer(rect);
-  return runTiles(program, fusePasses(program), rect, false,
-                  [&](int64_t j, int64_t i, int n, const Run& run) { copyRun(run, out.at(i, j), n); });
+  return compute(program, rect, false, {},
+                 [&](int64_t j, int64_t i, int n, const Run& run) { copyRun(run, out.at(i, j), n); });
 }
 
 // `tiles` are held at the same time.
 std::string RenderJob::refuse(const Tiling& tiling, int64_t tiles, double area) const {
-  const double bytes = tiling.bytes * static_cast<double>(tiles), work = tiling.work * area;
+  const double bytes = keptBytes_ + tiling.bytes * static_cast<double>(tiles), work = tiling.work * area;
   if (bytes > static_cast<double>(limit_)) return tooMuch(bytes, limit_);
   if (!(work < std::min(kMostWork, kFreeWork + kMostWorkPerSample * area)))
     return "this render would take too long: its filters read too far";
@@ -189,35 +304,6 @@ Tiling RenderJob::needsOf(const Program& program, const Passes& passes, const In
   return {tile.width(), tile.height(), bytesHeld(program, passes, tile, regions, set_),
           regions.samples / tile.area(), regions.work / tile.area()};
 }
-
-class RenderJob::Progress {
- public:
-  Progress(const std::function<bool(double)>* told, double area) : told_(told), area_(area) {}
-  bool stopped() const { return stopped_; }
-  bool fail(std::string text) {
-    const std::lock_guard lock(mutex_);
-    if (error_.empty()) error_ = std::move(text);
-    stopped_ = true;
-    return false;
-  }
-  bool finished(double samples) {
-    {
-      const std::lock_guard lock(mutex_);
-      done_ += samples;
-      if (!told_ || !*told_ || (*told_)(std::min(1.0, done_ / area_))) return true;
-    }
-    return fail(kAbandoned);
-  }
-  const std::string& error() const { return error_; }
-
- private:
-  std::mutex mutex_;
-  std::string error_;
-  std::atomic<bool> stopped_{false};
-  double done_ = 0;
-  const std::function<bool(double)>* const told_;
-  const double area_;
-};
 
 void RenderJob::hold(double bytes) {
   const double now = held_ += bytes;
@@ -243,30 +329,28 @@ bool RenderJob::advance(RowEvaluator& evaluator, const IndexRect& tile, int64_t 
       if (!progress.finished(static_cast<double>(std::min(step, rows - row) * tile.width()))) return false;
     }
   } catch (const std::bad_alloc&) {
-    return progress.fail("there is not enough memory for this render");
+    return progress.fail(kNoMemory);
   } catch (const RenderAbandoned&) {
     return progress.fail(kAbandoned);
+  } catch (const SampleStore::Failure& failure) {
+    return progress.fail(failure.what());
   }
   return true;
 }
 
-std::string RenderJob::runTiles(const Program& program, const Passes& passes, const IndexRect& frame,
-                                bool report, const Store& store) {
-  if (options_.reference) return runReference(program, frame, store);
+std::string RenderJob::runTiles(const Program& program, const Passes& passes, const Tiling& tiling,
+                                const IndexRect& frame, const Share& share, const Store& store) {
   if (passes.list.size() > kDeepestPasses) return "this recipe has too many filters that wait for each other";
-  const Tiling tiling = chooseTiling(program, passes, frame, threads_, options_.tileSide, set_);
-  const int64_t across = (frame.width() + tiling.width - 1) / tiling.width;
-  const int64_t down = (frame.height() + tiling.height - 1) / tiling.height;
-  const int threads = static_cast<int>(std::min<int64_t>(threads_, across * down));
+  const Tiles tiles{frame, tiling.width, tiling.height};
+  const int threads = static_cast<int>(std::min<int64_t>(threads_, tiles.count()));
   if (std::string error = refuse(tiling, threads, frame.area()); !error.empty()) return error;
-  Progress progress(report ? &request_.progress : nullptr, frame.area());
-  const bool tellTiles = report && request_.finished;
-  const std::vector<int64_t> order = tellTiles ? fromTheMiddle(across, down) : std::vector<int64_t>();
+  Progress progress(request_.progress, share, frame.area());
+  const bool tellTiles = share.ofResult && request_.finished;
+  const std::vector<int64_t> order =
+      tellTiles ? fromTheMiddle(tiles.across(), tiles.down()) : std::vector<int64_t>();
   std::mutex telling;
-  runParts(across * down, threads, [&](int64_t number) {
-    const int64_t part = tellTiles ? order[static_cast<size_t>(number)] : number;
-    const int64_t x = frame.x0 + part % across * tiling.width, y = frame.y1 - part / across * tiling.height;
-    const IndexRect tile = intersection(frame, {x, y - tiling.height, x + tiling.width, y});
+  runParts(tiles.count(), threads, [&](int64_t k) {
+    const IndexRect tile = tiles.at(tellTiles ? order[static_cast<size_t>(k)] : k);
     try {
       Regions regions = regionsFor(program, tile, set_);
       // Tiles differ where something is moved: none starts that would not fit.
@@ -283,7 +367,7 @@ std::string RenderJob::runTiles(const Program& program, const Passes& passes, co
       request_.finished({tile.x0 - frame.x0, frame.y1 - tile.y1, tile.x1 - frame.x0, frame.y1 - tile.y0});
       return true;
     } catch (const std::bad_alloc&) {
-      return progress.fail("there is not enough memory for this render");
+      return progress.fail(kNoMemory);
     }
   });
   return progress.error();
@@ -294,7 +378,10 @@ std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& 
   const FloatingPointMode mode;
   Program program;
   if (std::string error = build(program); !error.empty()) return error;
-  const Passes passes = fusePasses(program);
+  std::vector<Part> parts;
+  Share share = kAll;
+  if (std::string error = plan(program, frame_, false, share, parts); !error.empty()) return error;
+  const Passes& passes = parts.back().passes;
   // Where something is interpolated, every band has tiles of its own. Else there are strips from the top to
   // the bottom of the picture, all of which go on from band to band.
   const bool tiled = interpolates(passes);
@@ -317,17 +404,25 @@ std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& 
   const int64_t rows = std::clamp(bandBytes / std::max<int64_t>(1, layout.bytesPerRow), leastRows, mostRows);
   std::vector<uint8_t> bytes(static_cast<size_t>(std::min(rows, frame_.height()) * layout.bytesPerRow));
   const PixelWriter writer(layout, space, working_, set_);
-  Progress progress(&request_.progress, frame_.area());
+  if (tiled) {
+    // What is moved may come from anywhere.
+    if (std::string error = callbacks.provide(wholeSources(program)); !error.empty()) return error;
+    if (std::string error = computeKept(program, parts, share); !error.empty()) return error;
+  }
+  Progress progress(request_.progress, kAll, frame_.area());
   for (int64_t top = frame_.y1; top > frame_.y0; top -= rows) {
     const int64_t count = std::min(rows, top - frame_.y0);
     const IndexRect band{frame_.x0, top - count, frame_.x1, top};
-    // What is moved may come from anywhere.
-    const IndexRect& read = tiled ? frame_ : band;
-    if (std::string error = callbacks.provide(sourceRows(program, read)); !error.empty()) return error;
+    const auto read = tiled ? wholeSources(program) : sourceRows(program, band);
+    if (std::string error = callbacks.provide(read); !error.empty()) return error;
     const Store store = writingTo(writer, layout, bytes.data(), top);
     if (tiled) {
-      if (std::string error = runTiles(program, passes, band, false, store); !error.empty()) return error;
-      progress.finished(band.area());
+      const Share own{share.begin + share.size * static_cast<double>(frame_.y1 - top) /
+                                        static_cast<double>(frame_.height()),
+                      share.size * static_cast<double>(count) / static_cast<double>(frame_.height())};
+      const Tiling tiling = chooseTiling(program, passes, band, threads_, options_.tileSide, set_);
+      if (std::string error = runTiles(program, passes, tiling, band, own, store); !error.empty())
+        return error;
     } else {
       runParts(strips, threads_, [&](int64_t k) {
         const auto strip = static_cast<size_t>(k);
@@ -340,6 +435,12 @@ std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& 
       return error;
   }
   return {};
+}
+
+std::vector<SourceRows> RenderJob::wholeSources(const Program& program) {
+  std::vector<SourceRows> list;
+  for (const auto& [serial, source] : program.sources) list.push_back({serial, 0, source->height(0)});
+  return list;
 }
 
 // The texels a band reads of every bitmap.
@@ -380,21 +481,31 @@ std::string RenderJob::explain(RenderPlan& plan) {
   const FloatingPointMode mode;
   Program program;
   if (std::string error = build(program); !error.empty()) return error;
-  const Passes passes = fusePasses(program);
-  Tiling tiling = chooseTiling(program, passes, frame_, threads_, options_.tileSide, set_);
-  const double wholes = peak_;  // held while the program was built
-  for (int64_t y = frame_.y1; y > frame_.y0; y -= tiling.height)
-    for (int64_t x = frame_.x0; x < frame_.x1; x += tiling.width) {
-      const IndexRect tile = intersection(frame_, {x, y - tiling.height, x + tiling.width, y});
-      tiling.bytes =
-          std::max(tiling.bytes, needsOf(program, passes, tile, regionsFor(program, tile, set_)).bytes);
-      // Without interpolation all tiles are alike.
-      if (!interpolates(passes)) y = frame_.y0, x = frame_.x1;
-    }
-  plan.text = explanation(program, passes, tiling, frame_);
-  plan.predictedBytes = std::max(wholes, tiling.bytes * threads_);
-  plan.predictedSamples = tiling.samples * frame_.area();
-  return refuse(tiling, threads_, frame_.area());
+  std::vector<Part> parts = planParts(program, frame_, partOptions(false));
+  plan.predictedBytes = peak_;  // held while the program was built
+  std::string error;
+  for (size_t p = 0; p < parts.size(); ++p) {
+    Part& part = parts[p];
+    const PartScope scope(program, part);
+    part.tiling.bytes = largestTile(program, part);
+    if (error.empty()) error = refuse(part.tiling, threads_, part.rect.area());
+    plan.predictedBytes = std::max(plan.predictedBytes, bytesKept(parts, p) + part.tiling.bytes * threads_);
+    plan.predictedSamples += part.tiling.samples * part.rect.area();
+  }
+  plan.text = explanation(program, parts);
+  return error;
+}
+
+// What the neediest tile of a part holds.
+double RenderJob::largestTile(const Program& program, const Part& part) const {
+  const Tiles tiles{part.rect, part.tiling.width, part.tiling.height};
+  double most = part.tiling.bytes;
+  // Without interpolation all tiles are alike.
+  for (int64_t k = 0; interpolates(part.passes) && k < tiles.count(); ++k) {
+    const IndexRect tile = tiles.at(k);
+    most = std::max(most, bytesHeld(program, part.passes, tile, regionsFor(program, tile, set_), set_));
+  }
+  return most;
 }
 
 std::string RenderJob::runReference(const Program& program, const IndexRect& frame,

@@ -4,7 +4,7 @@
 #include <atomic>
 #include <functional>
 
-#include "engine/plan/tiling.h"
+#include "engine/plan/parts.h"
 #include "engine/render/context.h"
 #include "engine/render/row_evaluator.h"
 #include "platform/pixel_conversion.h"
@@ -26,23 +26,37 @@ class RenderJob {
 
  private:
   using Store = RowEvaluator::Store;
-  // Tells how much is done and takes the first error of any thread.
   class Progress;
+  // Of the whole render, 0..1, what is told of one stretch of it.
+  struct Share {
+    double begin = 0, size = 0;
+    bool ofResult = false;  // finished tiles are told
+  };
+  static constexpr Share kAll{0, 1, true};
 
   ProgramOptions programOptions();
   std::string build(Program& program);
   std::string buildWithKept(Program& program);
   bool dropShort(const Program& program);
   void keep(const Program& program, const NodePtr& node);
-  std::string whole(const Program& program, const IndexRect& rect, Buffer& out);
+  std::string whole(Program& program, const IndexRect& rect, Buffer& out);
   Tiling needsOf(const Program& program, const Passes& passes, const IndexRect& tile,
                  const Regions& regions) const;
   std::string refuse(const Tiling& tiling, int64_t tiles, double area) const;
-  std::string runTiles(const Program& program, const Passes& passes, const IndexRect& frame, bool report,
-                       const Store& store);
+  double largestTile(const Program& program, const Part& part) const;
+  PartOptions partOptions(bool straight) const;
+  std::string plan(Program& program, const IndexRect& rect, bool straight, const Share& share,
+                   std::vector<Part>& parts);
+  std::string compute(Program& program, const IndexRect& rect, bool straight, Share share,
+                      const Store& store);
+  std::string computeKept(Program& program, std::vector<Part>& parts, Share& share);
+  void drop(Program& program, const Part& part);
+  std::string runTiles(const Program& program, const Passes& passes, const Tiling& tiling,
+                       const IndexRect& frame, const Share& share, const Store& store);
   bool advance(RowEvaluator& evaluator, const IndexRect& tile, int64_t rows, double reserved,
                Progress& progress, const Store& store);
   Store writingTo(const PixelWriter& writer, const PixelLayout& layout, uint8_t* pixels, int64_t top) const;
+  static std::vector<SourceRows> wholeSources(const Program& program);
   std::vector<SourceRows> sourceRows(const Program& program, const IndexRect& band) const;
   const std::function<bool()>* abandoned() const {
     return request_.abandoned ? &request_.abandoned : nullptr;
@@ -53,12 +67,13 @@ class RenderJob {
   const ContextOptions& options_;
   const RenderRequest& request_;
   const ColorSpacePtr working_;
-  const int64_t limit_;
+  const int64_t limit_, storeLimit_;
   const int threads_;
   const InstructionSet set_;
   std::function<std::shared_ptr<const KeptSamples>(const Digest&, const Lattice&)> kept_;
   Lattice lattice_;
   IndexRect frame_;
+  double keptBytes_ = 0;  // of samples in memory that later parts read
   std::atomic<double> held_{0}, peak_{0};
   double keepingSeconds_ = 0;
 };

@@ -283,20 +283,24 @@ int64_t RowEvaluator::highestFor(const Reader& reader, int64_t j) const {
 void RowEvaluator::buildGrids(const Step& step, size_t index) {
   std::vector<Grid>& grids = grids_[index];
   for (size_t e = 0; e < step.edges.size(); ++e) {
-    const GridEdge& edge = step.edges[e];
     const bool any = e < regions_.edges[index].size();
-    grids.emplace_back(edge, any ? regions_.edges[index][e] : IndexRect{});
-    const IndexRect& box = grids.back().box();
-    if (edge.source) {
-      const Scratch row(box.width());
-      for (int64_t j = box.y1 - 1; j >= box.y0; --j) {
-        checkAbandoned();
-        edge.source->readEncoded(edge.level, j, box.x0, static_cast<int>(box.width()), row.run());
-        grids.back().setRow(j, row.run(), loops_);
-      }
-    } else if (!box.empty()) {
-      copyToGrid(static_cast<int>(index), static_cast<int>(e), grids.back());
-    }
+    grids.emplace_back(step.edges[e], any ? regions_.edges[index][e] : IndexRect{});
+    if (!grids.back().box().empty()) fillGrid(static_cast<int>(index), static_cast<int>(e), grids.back());
+  }
+}
+
+void RowEvaluator::fillGrid(int index, int e, Grid& grid) {
+  const GridEdge& edge = program_.steps[static_cast<size_t>(index)].edges[static_cast<size_t>(e)];
+  if (!edge.source) {
+    const auto& store = program_.steps[static_cast<size_t>(edge.step)].store;
+    return store ? grid.fill(*store) : copyToGrid(index, e, grid);
+  }
+  const IndexRect& box = grid.box();
+  const Scratch row(box.width());
+  for (int64_t j = box.y1 - 1; j >= box.y0; --j) {
+    checkAbandoned();
+    edge.source->readEncoded(edge.level, j, box.x0, static_cast<int>(box.width()), row.run());
+    grid.setRow(j, row.run(), loops_);
   }
 }
 
@@ -395,7 +399,7 @@ void RowEvaluator::computeInside(const RunOp& op, int64_t j, int64_t i, int n, c
       if (step.edges[0].exact) return texels(step, j, i, n, out);
       return step.followsRows() ? scaled(step, index, j, i, n, out) : moved(step, index, j, i, n, out);
     case Step::Op::stored:
-      return stored(step.stored->samples, j, i, n, out);
+      return step.store ? step.store->read(j, i, n, out) : stored(step.stored->samples, j, i, n, out);
     case Step::Op::crop:
       return cropped(op, step, j, i, n, out);
     case Step::Op::clamp:

@@ -49,6 +49,7 @@ class RowEvaluator {
   int64_t highestFor(const Reader& reader, int64_t j) const;
   int64_t firstWanted(const Reader& reader, const IndexRect& region, const IndexRect& rows) const;
   void buildGrids(const Step& step, size_t index);
+  void fillGrid(int index, int edge, Grid& grid);
   void copyToGrid(int index, int edge, Grid& grid);
   int64_t* wantedBy(int step, int edge);
   Run rowOf(int step, int64_t j, int64_t i) const;

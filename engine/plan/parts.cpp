@@ -1,0 +1,137 @@
+#include "engine/plan/parts.h"
+
+#include <algorithm>
+#include <map>
+#include <mutex>
+
+#include "engine/plan/keeping.h"
+#include "engine/render/floating_point_mode.h"
+#include "engine/render/parallel.h"
+
+namespace vello {
+namespace {
+
+constexpr size_t kMostLookedInto = 16;  // parts; each costs some time
+
+Step storedInsteadOf(const Step& step) {
+  Step stored;
+  stored.op = Step::Op::stored;
+  stored.node = step.node;
+  stored.lattice = step.lattice;
+  stored.bounds = step.bounds;
+  return stored;
+}
+
+// What all tiles of a part need of every step.
+std::vector<IndexRect> readBy(const Program& program, const Part& part, const PartOptions& options) {
+  if (!interpolates(part.passes)) return regionsFor(program, part.rect, options.set).steps;
+  std::vector<IndexRect> all(program.steps.size());
+  std::mutex mutex;
+  const Tiles tiles{part.rect, part.tiling.width, part.tiling.height};
+  runParts(tiles.count(), options.threads, [&](int64_t k) {
+    const FloatingPointMode mode;
+    const Regions regions = regionsFor(program, tiles.at(k), options.set);
+    const std::lock_guard lock(mutex);
+    for (size_t s = 0; s < all.size(); ++s) all[s] = unionOf(all[s], regions.steps[s]);
+    return !options.goOn || options.goOn();
+  });
+  return all;
+}
+
+class Planner {
+ public:
+  Planner(Program& program, const PartOptions& options)
+      : program_(program), options_(options), root_(program.root), reads_(program.steps.size()) {}
+
+  std::vector<Part> plan(const IndexRect& frame) {
+    add(root_);
+    reads_[static_cast<size_t>(root_)] = frame;
+    // What reads a part comes behind it: when its turn comes it is known what is read of it.
+    for (auto at = parts_.rbegin(); at != parts_.rend(); ++at) planOne(at->second);
+    std::vector<Part> list;
+    for (auto& [step, part] : parts_) {
+      fuseAgain(part);
+      list.push_back(std::move(part));
+    }
+    for (size_t p = 0; p < list.size(); ++p) findReaders(list, p);
+    for (size_t p = 0; p + 1 < list.size(); ++p) shareMemory(list, p);
+    return list;
+  }
+
+ private:
+  Part& add(int step) {
+    Part& part = parts_[step];
+    part.step = step;
+    return part;
+  }
+
+  void planOne(Part& part) {
+    const PartScope scope(program_, part);
+    part.rect = reads_[static_cast<size_t>(part.step)];
+    if (part.rect.empty()) return;
+    tile(part);
+    if (options_.keep && parts_.size() < kMostLookedInto && keep(part)) tile(part);
+    if (parts_.size() == 1) return;
+    const std::vector<IndexRect> reads = readBy(program_, part, options_);
+    for (size_t k = 0; k < reads.size(); ++k) reads_[k] = unionOf(reads_[k], reads[k]);
+  }
+
+  void tile(Part& part) {
+    part.passes = passesOf(part);
+    part.tiling =
+        chooseTiling(program_, part.passes, part.rect, options_.threads, options_.tileSide, options_.set);
+  }
+
+  Passes passesOf(const Part& part) const {
+    return fusePasses(program_, options_.straight && part.step == root_);
+  }
+
+  bool keep(const Part& part) {
+    const std::vector<int> steps =
+        stepsToKeep(program_, part.passes, part.rect, part.tiling, options_.bytesInMemory, options_.set);
+    for (const int k : steps) {
+      Step& step = program_.steps[static_cast<size_t>(k)];
+      add(k).computed = std::exchange(step, storedInsteadOf(step));
+    }
+    return !steps.empty();
+  }
+
+  // What a part would have computed for itself may be kept by now because of another one.
+  void fuseAgain(Part& part) {
+    const PartScope scope(program_, part);
+    if (!part.rect.empty()) part.passes = passesOf(part);
+  }
+
+  void findReaders(std::vector<Part>& list, size_t p) {
+    const PartScope scope(program_, list[p]);
+    const std::vector<bool> read = stepsRead(program_);
+    for (size_t k = 0; k < p; ++k)
+      if (read[static_cast<size_t>(list[k].step)]) list[k].lastReader = p;
+  }
+
+  void shareMemory(std::vector<Part>& list, size_t p) const {
+    const double left = options_.bytesInMemory - bytesKept(list, p);
+    list[p].bytesInMemory = std::min(SampleStore::bytesFor(list[p].rect), std::max(0.0, left));
+  }
+
+  Program& program_;
+  const PartOptions& options_;
+  const int root_;
+  std::vector<IndexRect> reads_;  // of every step, by the parts that are planned
+  std::map<int, Part> parts_;     // by step
+};
+
+}  // namespace
+
+double bytesKept(const std::vector<Part>& parts, size_t p) {
+  double bytes = parts[p].bytesInMemory;
+  for (size_t k = 0; k < p; ++k)
+    if (parts[k].lastReader >= p) bytes += parts[k].bytesInMemory;
+  return bytes;
+}
+
+std::vector<Part> planParts(Program& program, const IndexRect& frame, const PartOptions& options) {
+  return Planner(program, options).plan(frame);
+}
+
+}  // namespace vello
