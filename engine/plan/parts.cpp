@@ -11,7 +11,8 @@
 namespace vello {
 namespace {
 
-constexpr size_t kMostLookedInto = 16;  // parts; each costs some time
+// Of parts that may keep something in turn, times steps: looking at a long recipe costs time.
+constexpr size_t kMostLookedAt = 1000;
 
 Step storedInsteadOf(const Step& step) {
   Step stored;
@@ -30,7 +31,7 @@ std::vector<IndexRect> readBy(const Program& program, const Part& part, const Pa
   const Tiles tiles{part.rect, part.tiling.width, part.tiling.height};
   runParts(tiles.count(), options.threads, [&](int64_t k) {
     const FloatingPointMode mode;
-    const Regions regions = regionsFor(program, tiles.at(k), options.set);
+    const Regions regions = regionsFor(program, tiles.at(k), options.set, movesToPlan(tiles.at(k)));
     const std::lock_guard lock(mutex);
     for (size_t s = 0; s < all.size(); ++s) all[s] = unionOf(all[s], regions.steps[s]);
     return !options.goOn || options.goOn();
@@ -70,7 +71,8 @@ class Planner {
     part.rect = reads_[static_cast<size_t>(part.step)];
     if (part.rect.empty()) return;
     tile(part);
-    if (options_.keep && parts_.size() < kMostLookedInto && keep(part)) tile(part);
+    const bool look = part.step == root_ || parts_.size() * program_.steps.size() < kMostLookedAt;
+    if (options_.keep && look && keep(part)) tile(part);
     if (parts_.size() == 1) return;
     const std::vector<IndexRect> reads = readBy(program_, part, options_);
     for (size_t k = 0; k < reads.size(); ++k) reads_[k] = unionOf(reads_[k], reads[k]);

@@ -498,13 +498,20 @@ std::string RenderJob::explain(RenderPlan& plan) {
 
 // What the neediest tile of a part holds.
 double RenderJob::largestTile(const Program& program, const Part& part) const {
+  // Without interpolation all tiles are alike.
+  if (!interpolates(part.passes)) return part.tiling.bytes;
   const Tiles tiles{part.rect, part.tiling.width, part.tiling.height};
   double most = part.tiling.bytes;
-  // Without interpolation all tiles are alike.
-  for (int64_t k = 0; interpolates(part.passes) && k < tiles.count(); ++k) {
+  std::mutex mutex;
+  runParts(tiles.count(), threads_, [&](int64_t k) {
+    const FloatingPointMode mode;
     const IndexRect tile = tiles.at(k);
-    most = std::max(most, bytesHeld(program, part.passes, tile, regionsFor(program, tile, set_), set_));
-  }
+    const Regions regions = regionsFor(program, tile, set_, movesToPlan(tile));
+    const double bytes = bytesHeld(program, part.passes, tile, regions, set_);
+    const std::lock_guard lock(mutex);
+    most = std::max(most, bytes);
+    return true;
+  });
   return most;
 }
 

@@ -277,7 +277,7 @@ int64_t residentPeak() {
   return int64_t{usage.ru_maxrss} * 1024;
 }
 
-// One word, what the render said it would take, what it took, and the error.
+// One word, what the plan foretold, what the render counted, what it took, and the error.
 int renderAndTell(const Nasty& nasty) {
   const CIImage image = nasty.make();
   const int64_t before = residentPeak();
@@ -285,9 +285,12 @@ int renderAndTell(const Nasty& nasty) {
   RenderStatistics statistics;
   ContextOptions options;
   options.memoryLimit = kMostBytes;
-  const Bitmap bitmap = CIContext(options).createBitmap({image, nasty.rect, nasty.pitch, {}}, rgba8(0, 0),
-                                                        ColorSpace::sRGB(), &error, &statistics);
-  printf("%s %lld %lld %s\n", bitmap.empty() ? "refused" : "rendered",
+  const CIContext context(options);
+  const RenderRequest request{image, nasty.rect, nasty.pitch, {}};
+  const Bitmap bitmap = context.createBitmap(request, rgba8(0, 0), ColorSpace::sRGB(), &error, &statistics);
+  RenderPlan plan;
+  context.explain(request, plan);
+  printf("%s %.0f %lld %lld %s\n", bitmap.empty() ? "refused" : "rendered", plan.predictedBytes,
          static_cast<long long>(statistics.peakBytes), static_cast<long long>(residentPeak() - before),
          error.c_str());
   return 0;
@@ -302,10 +305,13 @@ TEST_P(NastyRecipesTest, AreRenderedOrRefusedInTheMemoryTheyWereAllowed) {
   const auto run = testing::runInChild(limits, [&nasty] { return renderAndTell(nasty); });
   ASSERT_EQ(run.status, 0) << run.output;
   char word[16] = {}, error[200] = {};
+  double foretold = 0;
   long long said = 0, took = 0;
-  ASSERT_GE(sscanf(run.output.c_str(), "%15s %lld %lld %199[^\n]", word, &said, &took, error), 3)
+  ASSERT_GE(sscanf(run.output.c_str(), "%15s %lf %lld %lld %199[^\n]", word, &foretold, &said, &took, error),
+            4)
       << run.output;
   if (std::string(word) == "rendered") {
+    EXPECT_GE(foretold, static_cast<double>(said));
     EXPECT_TRUE(kSanitized || took <= said + kSlack) << "said " << said << ", took " << took;
     return;
   }
