@@ -11,6 +11,7 @@ constexpr size_t kMostShapes = 64;
 constexpr double kLeast = 1e-12;  // seconds for a sample
 // Of a new measurement: costs that rise are believed at once, those that fall may be luck.
 constexpr double kRiseShare = 0.7, kFallShare = 0.3;
+constexpr double kFitsWell = 0.75;
 
 double samplesAt(size_t scale, double samples) {
   return samples / (kFrameScales[scale] * kFrameScales[scale]);
@@ -64,11 +65,14 @@ void FrameCosts::learn(const Digest& shape, size_t scale, double samples, double
     if (&each == &seen[scale] || !(first && rises)) each *= factor;
 }
 
-size_t FrameCosts::finestWithin(double budget, const Digest& shape, double samples) const {
+size_t FrameCosts::finestWithin(double budget, const Digest& shape, double samples) {
+  const auto fits = [&](size_t scale) {
+    const double allowed = scale < chosen_ ? kFitsWell * budget : budget;
+    return predicted(shape, scale, samplesAt(scale, samples)) <= allowed;
+  };
   size_t scale = 0;
-  while (scale + 1 < kFrameScales.size() && predicted(shape, scale, samplesAt(scale, samples)) > budget)
-    ++scale;
-  return scale;
+  while (scale + 1 < kFrameScales.size() && !fits(scale)) ++scale;
+  return chosen_ = scale;
 }
 
 }  // namespace vello

@@ -23,7 +23,8 @@ class FrameCosts {
   double predicted(const Digest& shape, size_t scale, double samples) const;
   void learn(const Digest& shape, size_t scale, double samples, double seconds);
   // The finest scale whose frame is predicted to fit the budget, else the coarsest. `samples` at scale 1.
-  size_t finestWithin(double budget, const Digest& shape, double samples) const;
+  // To become finer than the last choice, a frame must fit well, so that a drag does not go to and fro.
+  size_t finestWithin(double budget, const Digest& shape, double samples);
 
  private:
   using PerSample = std::array<double, kFrameScales.size()>;  // seconds; 0: not known
@@ -31,6 +32,7 @@ class FrameCosts {
 
   std::map<Digest, PerSample> known_;
   std::set<Digest> before_;
+  size_t chosen_ = 0;
   // Per sample, the dearest of late of any shape. To begin with, a long stack on a slow machine.
   double dearest_ = 30e-9;
 };

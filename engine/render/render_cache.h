@@ -14,10 +14,11 @@
 
 namespace vello {
 
-// Safe from any thread. Holds at most some samples of few recipes; the least recently used go first.
+// Safe from any thread. Holds at most some samples of few recipes, enough for two or three at every pitch
+// that a drag shows; the least recently used go first.
 class RenderCache {
  public:
-  explicit RenderCache(int64_t bytes = int64_t{256} << 20, size_t recipes = 4);
+  explicit RenderCache(int64_t bytes = int64_t{256} << 20, size_t recipes = 12);
 
   // Of a recipe on a lattice, or null.
   std::shared_ptr<const KeptSamples> find(const Digest& recipe, const Lattice& lattice);

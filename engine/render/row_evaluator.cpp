@@ -345,7 +345,7 @@ Run RowEvaluator::runPass(const Pass& pass, int64_t j, int64_t i, int n, const R
     const Run to = last ? *into : work_->slot(op.slot);
     result = to;
     if (op.type == RunOp::Type::compute) {
-      compute(op, j, i, n, to);
+      if (last || !liesReady(op, j, i, n, result)) compute(op, j, i, n, to);
     } else {
       const bool load = op.type == RunOp::Type::load;
       const Run from = load ? rowOf(op.step, j, i) : work_->current[static_cast<size_t>(op.inputs[0])];
@@ -360,6 +360,18 @@ Run RowEvaluator::runPass(const Pass& pass, int64_t j, int64_t i, int n, const R
     work_->current[static_cast<size_t>(op.slot)] = result;
   }
   return result;
+}
+
+// Whether samples that an earlier render has left can be read where they lie.
+bool RowEvaluator::liesReady(const RunOp& op, int64_t j, int64_t i, int n, Run& out) const {
+  const Step& step = program_.steps[static_cast<size_t>(op.step)];
+  if (step.op != Step::Op::stored || !step.stored) return false;
+  const Buffer& samples = step.stored->samples;
+  const IndexRect run{i, j, i + n, j + 1};
+  const bool inside = intersection(run, samples.rect()) == run &&
+                      intersection(run, regions_.steps[static_cast<size_t>(op.step)]) == run;
+  if (inside) out = samples.at(i, j);
+  return inside;
 }
 
 void RowEvaluator::straighten(const Run& run, int n) const {

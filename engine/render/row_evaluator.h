@@ -55,6 +55,7 @@ class RowEvaluator {
   Run rowOf(int step, int64_t j, int64_t i) const;
 
   Run runPass(const Pass& pass, int64_t j, int64_t i, int n, const Run* into);
+  bool liesReady(const RunOp& op, int64_t j, int64_t i, int n, Run& out) const;
   void compute(const RunOp& op, int64_t j, int64_t i, int n, const Run& out);
   Run input(const RunOp& op, size_t which) const;
   void computeInside(const RunOp& op, int64_t j, int64_t i, int n, const Run& out);

@@ -212,6 +212,14 @@ TEST_F(PreviewRendererTest, DraggedFramesAreAsFineAsTheBudgetAllows) {
   }
 }
 
+TEST_F(PreviewRendererTest, DraggedFramesDoNotGoToAndFro) {
+  PreviewRenderer renderer(options(), collect());
+  EXPECT_EQ(dragged(renderer, 5, 1.5 * kBudget / kSamples), 2);
+  EXPECT_EQ(dragged(renderer, 40, 0.9 * kBudget / kSamples), 2);
+  EXPECT_EQ(dragged(renderer, 40, 0.7 * kBudget / kSamples), 1);
+  EXPECT_EQ(dragged(renderer, 40, 0.9 * kBudget / kSamples), 1);
+}
+
 TEST_F(PreviewRendererTest, SlowFramesAtRestComeInPartsFromTheMiddle) {
   perSample = 100'000;
   PreviewRenderer renderer(options(16), collect());
