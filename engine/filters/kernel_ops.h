@@ -23,6 +23,7 @@ enum class Kind {
   line,       // one profile along a direction
   area,       // a window of samples around the place
   extreme,    // the greatest or least of a window's samples
+  cells,      // one sample for each square cell of a grid, from its middle
   resample,   // output and input on grids of different scale
   reduce,     // an image to a few values
   raster,     // drawn once per recipe and scale
@@ -125,6 +126,8 @@ struct KernelOps {
   double (*smooth)(const void* kernel) = nullptr;  // sigma of a Gaussian, 0 for anything else
   Vec2 (*direction)(const void* kernel) = nullptr;
   Vec2 (*scale)(const void* kernel) = nullptr;
+  // cells: the side of one (image units); the corners of four meet at the anchor
+  double (*cell)(const void* kernel) = nullptr;
   // area
   Px (*window)(const void* kernel, const Window&) = nullptr;
   // extreme: half the window's width at a height above or below the place (image units); `reach` is its half

@@ -24,6 +24,7 @@
 //   area       Px operator()(const W&) const, a template over the window; double reach() const
 //   extreme    double reach() const, half the height of its window; double chord(double height) const, half
 //   the width there, which does not grow with the height; static constexpr bool kGreatest
+//   cells      double cell() const, the side of a square; the corners of four meet at the anchor
 //   resample   profile, reach, Vec2 scale() const
 //   reduce     State zero(), add(State&, const Run&, int), merge(State&, const State&), finish(const State&,
 //   Values&),
@@ -250,6 +251,13 @@ constexpr KernelOps makeZoom() {
 }
 
 template <class K>
+constexpr KernelOps makeCells() {
+  KernelOps ops = common<K>(Kind::cells, 1, firstExtent);
+  ops.cell = [](const void* kernel) -> double { return as<K>(kernel).cell(); };
+  return ops;
+}
+
+template <class K>
 constexpr void addProfile(KernelOps& ops) {
   if constexpr (requires(const K& k) { k.profile(0.0); })
     ops.profile = [](const void* kernel, double t) { return as<K>(kernel).profile(t); };
@@ -325,6 +333,8 @@ template <class K, int N, int Images>
 inline constexpr KernelOps kTaps = makeTaps<K, N, Images>();
 template <class K>
 inline constexpr KernelOps kZoom = makeZoom<K>();
+template <class K>
+inline constexpr KernelOps kCells = makeCells<K>();
 template <class K, Kind Of>
 inline constexpr KernelOps kProfile = makeProfile<K>(Of);
 template <class K>
@@ -367,6 +377,10 @@ constexpr const KernelOps* taps() {
 template <class K>
 constexpr const KernelOps* zoom() {
   return &kinds::kZoom<K>;
+}
+template <class K>
+constexpr const KernelOps* cells() {
+  return &kinds::kCells<K>;
 }
 template <class K>
 constexpr const KernelOps* separable() {

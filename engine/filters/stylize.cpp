@@ -24,23 +24,21 @@ constexpr InputDef kPixellateInputs[] = {
 // Every cell shows the colour at its middle.
 struct Pixellate {
   explicit Pixellate(const Values& v)
-      : center{v.component("inputCenter", 0), v.component("inputCenter", 1)},
-        scale(static_cast<float>(cell(v))) {}
-  static double cell(const Values& v) { return v.number("inputScale", 1, 1e6); }
+      : center{v.component("inputCenter", 0), v.component("inputCenter", 1)}, side(sideOf(v)) {}
+  static double sideOf(const Values& v) { return v.number("inputScale", 1, 1e6); }
   // A cell whose middle lies inside reaches half a cell out.
   static CGRect extent(const Values& v, View<CGRect> images) {
-    return grown(images[0], cell(v) / 2, cell(v) / 2);
+    return grown(images[0], sideOf(v) / 2, sideOf(v) / 2);
   }
   CGPoint anchor() const { return center; }
-  KERNEL float move(float x) const { return (vec::floor(x / scale) + 0.5f) * scale - x; }
-  KERNEL Move operator()(At at) const { return {move(at.x), move(at.y), 1}; }
+  double cell() const { return side; }
   CGPoint center;
-  float scale;
+  double side;
 };
 
 constexpr FilterDef kFilters[] = {
     {"CIBlendWithMask", "Blend With Mask", kStylize, kMaskInputs, blend<BlendWithMask, 3>()},
-    {"CIPixellate", "Pixelate", kStylize, kPixellateInputs, warp<Pixellate>(), PitchClass::follows, true},
+    {"CIPixellate", "Pixelate", kStylize, kPixellateInputs, cells<Pixellate>()},
 };
 
 }  // namespace

@@ -90,6 +90,26 @@ AxisStage AxisStage::resample(const KernelOps* ops, const void* kernel, double s
   return s;
 }
 
+AxisStage AxisStage::repeat(double outOrigin, double outPitch, double inOrigin, double inPitch) {
+  AxisStage s;
+  s.type_ = Type::repeat;
+  s.outOrigin_ = outOrigin;
+  s.outPitch_ = outPitch;
+  s.inOrigin_ = inOrigin;
+  s.inPitch_ = inPitch;
+  const double unit = std::min(1.0, outPitch);
+  s.count_ = static_cast<int>(std::ceil(outPitch / std::max(unit, inPitch - unit))) + 1;
+  return s;
+}
+
+// The lower edge of a cell.
+double AxisStage::edgeOf(int64_t cell) const {
+  const double unit = std::min(1.0, outPitch_), base = outPitch_ <= 1 ? outOrigin_ : 0;
+  const double edge = inOrigin_ + static_cast<double>(cell) * inPitch_;
+  // A pixel belongs to the cell its middle lies in.
+  return base + std::ceil((edge - base) / unit - 0.5) * unit;
+}
+
 double AxisStage::centreOf(int64_t o) const {
   const double place = (outOrigin_ + (static_cast<double>(o) + 0.5) * outPitch_) / scale_;
   return (place - inOrigin_) / inPitch_ - 0.5;
@@ -106,6 +126,13 @@ int64_t AxisStage::firstOf(int64_t o) const {
     }
     case Type::resample:
       return static_cast<int64_t>(std::floor(centreOf(o))) - count_ / 2;
+    case Type::repeat: {
+      const double low = outOrigin_ + static_cast<double>(o) * outPitch_;
+      auto cell = static_cast<int64_t>(std::floor((low - inOrigin_) / inPitch_));
+      while (edgeOf(cell) > low) --cell;
+      while (edgeOf(cell + 1) <= low) ++cell;
+      return cell;
+    }
   }
   return 0;
 }
@@ -118,6 +145,11 @@ bool AxisStage::symmetric() const {
 bool AxisStage::flat() const {
   return symmetric() && count_ >= 9 &&
          std::all_of(weights_.begin() + 1, weights_.end() - 1, [this](float w) { return w == weights_[1]; });
+}
+
+bool AxisStage::repeats(int64_t o) const {
+  return type_ == Type::repeat &&
+         edgeOf(firstOf(o) + 1) >= outOrigin_ + static_cast<double>(o + 2) * outPitch_;
 }
 
 int64_t AxisStage::weigh(int64_t o, float* weights) const {
@@ -133,6 +165,14 @@ int64_t AxisStage::weigh(int64_t o, float* weights) const {
     double w[4] = {1 - f, f};
     if (cubic_) splineWeights(f, w);
     std::copy(w, w + count_, weights);
+    return first;
+  }
+  if (type_ == Type::repeat) {
+    const double low = outOrigin_ + static_cast<double>(o) * outPitch_, high = low + outPitch_;
+    for (int t = 0; t < count_; ++t) {
+      const double shared = std::min(high, edgeOf(first + t + 1)) - std::max(low, edgeOf(first + t));
+      weights[t] = static_cast<float>(std::max(0.0, shared / outPitch_));
+    }
     return first;
   }
   const double centre = centreOf(o), unit = std::max(inPitch_, outPitch_ / scale_) / inPitch_;

@@ -16,7 +16,7 @@ struct IndexRange {
 
 class AxisStage {
  public:
-  enum class Type { convolve, reduce, expand, resample };
+  enum class Type { convolve, reduce, expand, resample, repeat };
 
   // out[o] = sum of weights[t] * in[o + offset + t]
   static AxisStage convolve(std::vector<double> weights, int64_t offset);
@@ -27,15 +27,23 @@ class AxisStage {
   // Output place x reads input place x / scale, `profile` being in units of the coarser grid.
   static AxisStage resample(const KernelOps* ops, const void* kernel, double scale, double outOrigin,
                             double outPitch, double inOrigin, double inPitch);
+  // Output samples show the cell they lie in: input c is the cell from inOrigin + c * inPitch on. Edges
+  // between cells run along those of pixels, or of output samples that are finer; coarser samples show the
+  // mean.
+  static AxisStage repeat(double outOrigin, double outPitch, double inOrigin, double inPitch);
 
   Type type() const { return type_; }
   int factor() const { return factor_; }
+  // Every output has weights of its own.
+  bool irregular() const { return type_ == Type::resample || type_ == Type::repeat; }
   // Weights an output has.
   int count() const { return count_; }
   // All outputs have the same weights, equal at both ends and inwards, and an odd number of them.
   bool symmetric() const;
   // At least nine of them, all equal but for the outermost two.
   bool flat() const;
+  // Output o shows one cell alone, and output o + 1 the same.
+  bool repeats(int64_t o) const;
   // The first input of output o, and its `count` weights.
   int64_t weigh(int64_t o, float* weights) const;
   IndexRange inputFor(const IndexRange& out) const;
@@ -43,6 +51,7 @@ class AxisStage {
   IndexRange outputFor(const IndexRange& in) const;
 
  private:
+  double edgeOf(int64_t cell) const;
   int64_t firstOf(int64_t o) const;
   double centreOf(int64_t o) const;
 

@@ -18,9 +18,10 @@ std::string sizeOf(const IndexRect& r) {
 }
 
 const char* kindName(Kind kind) {
-  static const char* const names[] = {"point",    "blend",     "generate", "warp", "taps",
-                                      "zoom",     "separable", "line",     "area", "extreme",
-                                      "resample", "reduce",    "raster",   "frame"};
+  static const char* const names[] = {"point", "blend",     "generate", "warp",   "taps",
+                                      "zoom",  "separable", "line",     "area",   "extreme",
+                                      "cells", "resample",  "reduce",   "raster", "frame"};
+  static_assert(std::size(names) == static_cast<size_t>(Kind::frame) + 1);
   return names[static_cast<int>(kind)];
 }
 
@@ -43,6 +44,8 @@ std::string axisName(const AxisStage& stage) {
       return "expanded by " + factor;
     case AxisStage::Type::resample:
       return "resampled, " + count + " terms";
+    case AxisStage::Type::repeat:
+      return "filled cells";
   }
   return {};
 }

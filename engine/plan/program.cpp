@@ -129,6 +129,8 @@ class Builder {
   int axisStep(const Node& node, int input, const Lattice& lattice, const IndexRect& bounds, AxisStage x,
                AxisStage y);
   int separated(const Request& request, Step kernel);
+  int repeated(const Request& request, const Step& kernel);
+  bool showsCells(const Request& request) const;
   void makeKernel(const Node& node, const Lattice& lattice, Step& step);
   int expanded(const Request& request, int coarse);
 
@@ -162,6 +164,13 @@ Lattice Builder::kernelLattice(const Request& request) const {
   Lattice l = request.lattice;
   l.pitch = std::ldexp(l.pitch, halvings(request));
   return l;
+}
+
+// Cells smaller than the samples cannot be seen.
+bool Builder::showsCells(const Request& request) const {
+  Step probe;
+  makeProbe(*request.node, request.lattice.pitch, probe.kernel);
+  return request.node->ops->cell(probe.kernel.get()) >= request.lattice.pitch;
 }
 
 // Of a step whose samples are interpolated.
@@ -201,7 +210,8 @@ std::vector<Request> Builder::needs(const Request& request) const {
   const Lattice own = kernelLattice(request);
   for (size_t i = 0; i < node.inputs.size(); ++i) {
     if (readsWhole(node, i)) continue;
-    const bool moved = kind == Kind::warp || (kind == Kind::taps && i > 0);
+    const bool moved =
+        kind == Kind::warp || (kind == Kind::taps && i > 0) || (kind == Kind::cells && showsCells(request));
     if (moved && sourceChain(node.inputs[i])) continue;
     list.push_back({node.inputs[i], moved || kind == Kind::zoom ? edgeLattice(request) : own});
   }
@@ -353,6 +363,7 @@ int Builder::emitKernel(const Request& request, Step step) {
   if (error_.empty()) makeKernel(node, step.lattice, step);
   if (!error_.empty()) return -1;
   if (ops.kind == Kind::separable || ops.kind == Kind::resample) return separated(request, std::move(step));
+  if (ops.kind == Kind::cells) return repeated(request, step);
   for (size_t i = 0; i < node.inputs.size(); ++i) {
     if (readsWhole(node, i)) {
       step.inputs.push_back(-1);
@@ -453,6 +464,29 @@ int Builder::separated(const Request& request, Step kernel) {
     }
   }
   return expanded(request, last);
+}
+
+// A sample for every cell; then every cell is filled with it.
+int Builder::repeated(const Request& request, const Step& kernel) {
+  const Node& node = *request.node;
+  if (!showsCells(request)) return stepOf(node.inputs[0], request.lattice);
+  const double side = node.ops->cell(kernel.kernel.get());
+  const CGPoint& c = kernel.anchor;
+  Step middles;
+  middles.op = Step::Op::sample;
+  middles.node = &node;
+  middles.lattice = {c.x - std::floor(c.x / side) * side, c.y - std::floor(c.y / side) * side, side};
+  middles.bounds = covering(node.extent, middles.lattice);
+  // Few texels are read, so they are those of full size, however coarse the output.
+  const Lattice pixels{0, 0, std::min(1.0, request.lattice.pitch)};
+  middles.edges = {edge(node.inputs[0], pixels, edgeLattice(request), {})};
+  middles.edges[0].exact = false;
+  middles.inputs = {middles.edges[0].step};
+  const Lattice &in = middles.lattice, &out = request.lattice;
+  const auto x = AxisStage::repeat(out.ox, out.pitch, in.ox, side),
+             y = AxisStage::repeat(out.oy, out.pitch, in.oy, side);
+  const int sampled = push(std::move(middles));
+  return axisStep(node, sampled, request.lattice, kernel.bounds, x, y);
 }
 
 // Brings what was computed on a coarser lattice back to the one asked for.

@@ -44,6 +44,7 @@ class GatheredRows : public StagedRows {
     used_.clear();
     bool opaque = true;
     for (int t = 0; t < y_.count(); ++t) {
+      if (weights_[static_cast<size_t>(t)] == 0) continue;
       const Alpha alpha = flags_[slot(first + t)];
       opaque = opaque && alpha == Alpha::opaque;
       if (alpha == Alpha::clear) continue;
@@ -52,6 +53,8 @@ class GatheredRows : public StagedRows {
     }
     sum(opaque, out);
   }
+
+  bool repeats(int64_t j) const override { return y_.repeats(j); }
 
   double bytes() const override { return rows_.bytes(); }
 

@@ -19,6 +19,8 @@ class AxisRows {
   virtual void take(int64_t row, const Run* samples) = 0;
   // Output row j, all of whose rows have been taken. Rows come from the top down.
   virtual void make(int64_t j, const Run& out) = 0;
+  // Whether output row j is the same as the one above it.
+  virtual bool repeats(int64_t) const { return false; }
 
   // Memory it has taken.
   virtual double bytes() const = 0;

@@ -14,8 +14,7 @@ int64_t floorDiv(int64_t a, int64_t b) { return a / b - (a % b != 0 && (a < 0) !
 ColumnFilter::ColumnFilter(const AxisStage& stage, const IndexRange& out, const RowLoops& loops)
     : stage_(stage), out_(out), in_(stage.inputFor(out)), loops_(loops), symmetric_(stage.symmetric()) {
   const auto count = static_cast<size_t>(stage.count());
-  const bool each = stage.type() == AxisStage::Type::resample,
-             phases = stage.type() == AxisStage::Type::expand;
+  const bool each = stage.irregular(), phases = stage.type() == AxisStage::Type::expand;
   const auto sets = static_cast<size_t>(each ? out.size() : phases ? stage.factor() : 1);
   weights_.resize(sets * count);
   first_.resize(sets);
@@ -52,6 +51,8 @@ void ColumnFilter::plane(const float* in, float* out) {
       return expanded(in, out);
     case AxisStage::Type::resample:
       return resampled(in, out);
+    case AxisStage::Type::repeat:
+      return repeated(in, out);
   }
 }
 
@@ -99,14 +100,29 @@ void ColumnFilter::expanded(const float* in, float* out) {
   }
 }
 
-void ColumnFilter::resampled(const float* in, float* out) const {
+// Output number k.
+float ColumnFilter::weighed(const float* in, size_t k) const {
   const size_t count = rows_.size();
-  for (size_t k = 0; k < first_.size(); ++k) {
-    const float* from = in + (first_[k] - in_.begin);
-    const float* weights = weights_.data() + k * count;
-    float sum = 0;
-    for (size_t t = 0; t < count; ++t) sum += weights[t] * from[t];
-    out[k] = sum;
+  const float* from = in + (first_[k] - in_.begin);
+  const float* weights = weights_.data() + k * count;
+  float sum = 0;
+  for (size_t t = 0; t < count; ++t) sum += weights[t] * from[t];
+  return sum;
+}
+
+void ColumnFilter::resampled(const float* in, float* out) const {
+  for (size_t k = 0; k < first_.size(); ++k) out[k] = weighed(in, k);
+}
+
+// All outputs inside one cell are the same.
+void ColumnFilter::repeated(const float* in, float* out) const {
+  const size_t count = rows_.size();
+  for (size_t k = 0; k < first_.size();) {
+    size_t end = k;
+    while (end < first_.size() && first_[end] == first_[k] && weights_[end * count] == 1) ++end;
+    if (end > k) std::fill(out + k, out + end, in[first_[k] - in_.begin]);
+    if (end == k) out[k] = weighed(in, end++);
+    k = end;
   }
 }
 

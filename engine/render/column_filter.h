@@ -25,6 +25,8 @@ class ColumnFilter {
   void reduced(const float* in, float* out);
   void expanded(const float* in, float* out);
   void resampled(const float* in, float* out) const;
+  void repeated(const float* in, float* out) const;
+  float weighed(const float* in, size_t k) const;
 
   const AxisStage& stage_;
   const IndexRange out_, in_;

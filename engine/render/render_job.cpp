@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cmath>
+#include <cstring>
 #include <mutex>
 #include <numeric>
 
@@ -276,9 +277,8 @@ void RenderJob::keep(const Program& program, const NodePtr& node) {
 RenderJob::Store RenderJob::writingTo(const PixelWriter& writer, const PixelLayout& layout, uint8_t* pixels,
                                       int64_t top) const {
   const int64_t bytesPerRow = layout.bytesPerRow, bytesPerPixel = layout.bytesPerPixel(), left = frame_.x0;
-  return [=, &writer](int64_t j, int64_t i, int n, const Run& run) {
-    writer.write({run.r, run.g, run.b, run.a}, n,
-                 pixels + (top - 1 - j) * bytesPerRow + (i - left) * bytesPerPixel);
+  const auto at = [=](int64_t j, int64_t i) {
+    return pixels + (top - 1 - j) * bytesPerRow + (i - left) * bytesPerPixel;
   };
 }
 
@@ -525,7 +525,7 @@ std::string RenderJob::runReference(const Program& program, const IndexRect& fra
   for (int64_t j = frame.y0; j < frame.y1; ++j) {
     const Run row = scratch.run();
     for (int64_t i = frame.x0; i < frame.x1; ++i) row.set(static_cast<int>(i - frame.x0), samples.get(i, j));
-    store(j, frame.x0, static_cast<int>(frame.width()), row);
+    store.row(j, frame.x0, static_cast<int>(frame.width()), row);
   }
   return {};
 }

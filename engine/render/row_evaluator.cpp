@@ -187,12 +187,21 @@ void RowEvaluator::advance(int64_t rows, const Store& store) {
   for (const int64_t end = std::max(next_ - rows, out_.y0 - 1); next_ > end; --next_) {
     checkAbandoned();
     prepare(pass, next_);
-    for (int64_t i = out_.x0; i < out_.x1; i += kRunLength) {
+    const bool same = store.repeat && repeats(pass, next_) && store.repeat(next_, out_.x0, out_.width());
+    for (int64_t i = out_.x0; !same && i < out_.x1; i += kRunLength) {
       const int n = static_cast<int>(std::min<int64_t>(kRunLength, out_.x1 - i));
-      store(next_, i, n, runPass(pass, next_, i, n, nullptr));
+      store.row(next_, i, n, runPass(pass, next_, i, n, nullptr));
     }
     release(pass, index, next_ > out_.y0 ? next_ - 1 : kNoRows);
   }
+}
+
+// Whether a pass makes the same row as for the one above.
+bool RowEvaluator::repeats(const Pass& pass, int64_t j) const {
+  if (pass.ops.size() != 1 || pass.ops[0].type != RunOp::Type::load || j + 1 >= out_.y1) return false;
+  const int by = passes_.keptBy[static_cast<size_t>(pass.ops[0].step)];
+  const Kept* kept = kept_[static_cast<size_t>(by)].get();
+  return kept && kept->filter && j >= kept->region.y0 && j + 1 < kept->region.y1 && kept->filter->repeats(j);
 }
 
 double RowEvaluator::bytes() const {

@@ -19,8 +19,17 @@ struct RenderAbandoned {};
 
 class RowEvaluator {
  public:
-  // n samples of row j from column i on, premultiplied.
-  using Store = std::function<void(int64_t j, int64_t i, int n, const Run& samples)>;
+  // Takes what is computed.
+  struct Store {
+    // n samples of row j from column i on, premultiplied.
+    using Row = std::function<void(int64_t j, int64_t i, int n, const Run& samples)>;
+    // Row j is there what the row above it is. False when that one is no longer at hand.
+    using Repeat = std::function<bool(int64_t j, int64_t i, int64_t n)>;
+    template <class F>
+    Store(F taken, Repeat repeated = nullptr) : row(std::move(taken)), repeat(std::move(repeated)) {}
+    Row row;
+    Repeat repeat;
+  };
 
   // `regions` are those of `out`. `abandoned`, which may be null, is asked before every row of any step.
   RowEvaluator(const Program& program, const Passes& passes, const IndexRect& out, Regions regions,
@@ -37,6 +46,7 @@ class RowEvaluator {
   struct Columns;
 
   void keep(size_t pass);
+  bool repeats(const Pass& pass, int64_t j) const;
   void checkAbandoned() const {
     if (abandoned_ && (*abandoned_)()) throw RenderAbandoned();
   }
