@@ -52,6 +52,10 @@ CurvePtr sRGBCurve() {
   return curve;
 }
 
+bool sameSpace(const ColorSpacePtr& a, const ColorSpacePtr& b) {
+  return a == b || (a && b && a->profile() == b->profile());
+}
+
 double sRGBDecode(double encoded) { return sRGBCurve()->decode(encoded); }
 double sRGBEncode(double linear) { return sRGBCurve()->encode(linear); }
 

@@ -58,6 +58,9 @@ class ColorSpace {
   virtual const ColorCurve& curve(int channel) const = 0;
 };
 
+// The same object, or the same profile.
+bool sameSpace(const ColorSpacePtr& a, const ColorSpacePtr& b);
+
 // The piecewise sRGB curve of IEC 61966-2-1, mirrored for negative values.
 double sRGBDecode(double encoded);
 double sRGBEncode(double linear);

@@ -322,6 +322,8 @@ void PixelReader::readEncoded(int64_t row, int64_t x, int n, PlanarRun out) cons
   }
 }
 
+const ColorSpacePtr& PixelReader::encodedSpace() const { return state_->encoded; }
+
 void PixelReader::linearize(int n, PlanarRun run) const {
   for (int done = 0; done < n; done += kBlock)
     state_->linearizeBlock(std::min(kBlock, n - done), advanced(run, done));
@@ -366,6 +368,9 @@ struct PixelWriter::State {
                    int32_t* codes) const;
   void writeEncoded(const float* light, const float* alpha, const ColorCurve& curve, int n, uint8_t* p) const;
   void writeAlpha(const float* alpha, int n, uint8_t* p) const;
+  void overBlack(const float* alpha, int n, PlanarRun c) const;
+  void writeEncodedBlock(const PlanarRun& in, int n, uint8_t* dest) const;
+  void packBytes(int32_t (*codes)[kBlock], const float* alpha, bool weighted, int n, uint8_t* p) const;
   void store(double value, uint8_t* p) const;
 };
 
@@ -411,12 +416,18 @@ void PixelWriter::State::encodeBytes(const float* light, const float* alpha, con
 void PixelWriter::State::writeBytes(const float* const* light, const float* alpha, bool weighted, int n,
                                     uint8_t* p) const {
   int32_t codes[4][kBlock];
+  for (int k = 0; k < layout.colorComponents(); ++k)
+    encodeBytes(light[k], weighted ? alpha : nullptr, space->curve(k), n, codes[k]);
+  packBytes(codes, alpha, weighted, n, p);
+}
+
+// The codes of the colour components, with alpha's behind them, which have room for one more.
+void PixelWriter::State::packBytes(int32_t (*codes)[kBlock], const float* alpha, bool weighted, int n,
+                                   uint8_t* p) const {
   const int32_t* list[4] = {codes[0], codes[1], codes[2], codes[3]};
   int places[4] = {}, count = 0;
-  for (; count < layout.colorComponents(); ++count) {
+  for (; count < layout.colorComponents(); ++count)
     places[count] = static_cast<int>(offsets.color[static_cast<size_t>(count)]);
-    encodeBytes(light[count], weighted ? alpha : nullptr, space->curve(count), n, codes[count]);
-  }
   if (offsets.alpha >= 0) {
     places[count] = static_cast<int>(offsets.alpha);
     if (layout.hasAlpha() && weighted) {
@@ -464,6 +475,39 @@ void PixelWriter::State::writeBlock(const PlanarRun& in, int n, uint8_t* dest) c
   if (offsets.alpha >= 0) writeAlpha(in.a, n, dest + offsets.alpha);
 }
 
+// Without alpha, what is not opaque lies over black, which is seen in light.
+void PixelWriter::State::writeEncodedBlock(const PlanarRun& in, int n, uint8_t* dest) const {
+  Block changed;
+  const bool opaque = allOpaque(in.a, n), weighted = layout.hasAlpha() && !opaque;
+  const float* channels[3] = {in.r, in.g, in.b};
+  if (!opaque && !layout.premultiplied()) {
+    divideByAlpha(n, in, changed.run(), loops);
+    channels[0] = changed.r, channels[1] = changed.g, channels[2] = changed.b;
+  }
+  if (!opaque && !layout.hasAlpha()) overBlack(in.a, n, changed.run());
+  if (layout.bitsPerComponent == 8) {
+    int32_t codes[4][kBlock];
+    for (int k = 0; k < layout.colorComponents(); ++k) loops.roundBytes(channels[k], n, codes[k]);
+    return packBytes(codes, in.a, weighted, n, dest);
+  }
+  const int64_t step = layout.bytesPerPixel();
+  for (int k = 0; k < layout.colorComponents(); ++k)
+    for (int i = 0; i < n; ++i)
+      store(channels[k][i], dest + offsets.color[static_cast<size_t>(k)] + i * step);
+  if (offsets.alpha >= 0) writeAlpha(in.a, n, dest + offsets.alpha);
+}
+
+// Straight encoded colour to what its light is over black.
+void PixelWriter::State::overBlack(const float* alpha, int n, PlanarRun c) const {
+  float* const channels[3] = {c.r, c.g, c.b};
+  for (int k = 0; k < 3; ++k) {
+    const CurveTable &decoder = space->curve(k).decoder(), &encoder = space->curve(k).encoder();
+    for (int i = 0; i < n; ++i)
+      if (alpha[i] != 1 && alpha[i] != 0)
+        channels[k][i] = static_cast<float>(encoder(decoder(channels[k][i]) * alpha[i]));
+  }
+}
+
 PixelWriter::PixelWriter(const PixelLayout& layout, ColorSpacePtr space, const ColorSpacePtr& working,
                          InstructionSet set)
     : state_(std::make_unique<const State>(layout, std::move(space), working, set)) {
@@ -479,5 +523,13 @@ void PixelWriter::write(PlanarRun linear, int n, uint8_t* dest) const {
     state_->writeBlock(advanced(linear, done), std::min(kBlock, n - done), dest + done * step);
   }
 }
+
+void PixelWriter::writeEncoded(PlanarRun encoded, int n, uint8_t* dest) const {
+  const int64_t step = state_->layout.bytesPerPixel();
+  for (int done = 0; done < n; done += kBlock)
+    state_->writeEncodedBlock(advanced(encoded, done), std::min(kBlock, n - done), dest + done * step);
+}
+
+const ColorSpacePtr& PixelWriter::space() const { return state_->space; }
 
 }  // namespace vello

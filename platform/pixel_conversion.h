@@ -32,6 +32,8 @@ class PixelReader {
   // The same pixels as premultiplied *encoded* colour of the bitmap's own space, for interpolation between
   // texels. A source that is not a matrix space gives sRGB-encoded colour.
   void readEncoded(int64_t row, int64_t x, int n, PlanarRun out) const;
+  // The space of what readEncoded gives.
+  const ColorSpacePtr& encodedSpace() const;
   // In place: premultiplied encoded (as readEncoded gives) to premultiplied linear. Alpha 0 divides by 1.
   void linearize(int n, PlanarRun run) const;
   // In place, the inverse of linearize, for what is averaged in linear light and kept encoded.
@@ -53,6 +55,9 @@ class PixelWriter {
   // nearest (float layouts are not clamped). NaN becomes 0. Layouts without alpha get the premultiplied (over
   // black) colour.
   void write(PlanarRun linear, int n, uint8_t* dest) const;
+  // The same of premultiplied encoded colour of the space that is written.
+  void writeEncoded(PlanarRun encoded, int n, uint8_t* dest) const;
+  const ColorSpacePtr& space() const;
 
  private:
   struct State;

@@ -511,6 +511,13 @@ std::vector<bool> stepsRead(const Program& program) {
   return read;
 }
 
+const TexelSource* movedTexels(const Program& program) {
+  const Step* step = &program.steps[static_cast<size_t>(program.root)];
+  while (step->op == Step::Op::crop) step = &program.steps[static_cast<size_t>(step->inputs[0])];
+  const bool moved = step->op == Step::Op::sample || (step->ops && step->ops->kind == Kind::warp);
+  return moved ? step->edges[0].source : nullptr;
+}
+
 std::string buildProgram(const CIImage& image, const Lattice& lattice, const ProgramOptions& options,
                          Program& program) {
   if (image.isNil()) return "there is no image to render";

@@ -64,6 +64,9 @@ struct Step {
 
 struct Program {
   std::vector<Step> steps;
+  // Texels stay encoded, and so are the root's samples: for a result in the bitmap's own space there is no
+  // way to light and back.
+  bool encoded = false;
   int root = 0;
   int shared = 0;                                            // times that a step served another user as well
   std::map<uint64_t, std::unique_ptr<TexelSource>> sources;  // by the bitmap's serial
@@ -89,6 +92,9 @@ struct ProgramOptions {
 
 // The steps that the root's samples are computed from, its own among them.
 std::vector<bool> stepsRead(const Program& program);
+
+// The bitmap whose texels the root shows moved or cut and otherwise as they are, or null.
+const TexelSource* movedTexels(const Program& program);
 
 // Returns the error, empty on success.
 std::string buildProgram(const CIImage& image, const Lattice& lattice, const ProgramOptions& options,

@@ -18,10 +18,6 @@ bool sameBytes(const PixelLayout& a, const PixelLayout& b) {
          a.alpha == b.alpha && a.isFloat == b.isFloat && sameByteOrder(a, b);
 }
 
-bool sameSpace(const ColorSpacePtr& a, const ColorSpacePtr& b) {
-  return a == b || (a && b && a->profile() == b->profile());
-}
-
 // Nothing changes the source and the layouts agree: its bytes are the result.
 bool copySource(const RenderRequest& request, const PixelLayout& layout, const ColorSpacePtr& space,
                 uint8_t* pixels) {

@@ -51,6 +51,11 @@ std::vector<int64_t> fromTheMiddle(int64_t across, int64_t down) {
   return order;
 }
 
+bool mayMoveTexels(const Node& node) {
+  return node.type == Node::Type::affine || node.type == Node::Type::crop ||
+         (node.type == Node::Type::kernel && node.ops->kind == Kind::warp);
+}
+
 ColorSpacePtr matrixSpace(const ColorSpacePtr& space) { return space && space->isMatrix() ? space : nullptr; }
 
 }  // namespace
@@ -134,7 +139,13 @@ std::string RenderJob::run(const PixelLayout& layout, const ColorSpacePtr& space
   Program program;
   if (std::string error = buildWithKept(program); !error.empty()) return error;
   const PixelWriter writer(layout, space, working_, set_);
-  return compute(program, frame_, false, kAll, writingTo(writer, layout, pixels, frame_.y1));
+  program.encoded = staysEncoded(program, writer);
+  return compute(program, frame_, false, kAll, writingTo(writer, program.encoded, layout, pixels, frame_.y1));
+}
+
+bool RenderJob::staysEncoded(const Program& program, const PixelWriter& writer) const {
+  const TexelSource* source = options_.reference ? nullptr : movedTexels(program);
+  return source && sameSpace(source->space(), writer.space());
 }
 
 PartOptions RenderJob::partOptions(bool straight) const {
@@ -219,6 +230,12 @@ void RenderJob::drop(Program& program, const Part& part) {
 // Reads what earlier renders have left, and leaves what this recipe has in common with the last one.
 std::string RenderJob::buildWithKept(Program& program) {
   if (!options_.cache || options_.reference) return build(program);
+  if (mayMoveTexels(*request_.image.node())) {
+    if (std::string error = build(program); !error.empty()) return error;
+    // Moved texels are written as they are; kept, they would be light.
+    if (movedTexels(program)) return {};
+    program = Program();
+  }
   kept_ = [this](const Digest& recipe, const Lattice& lattice) {
     return options_.cache->find(recipe, lattice);
   };
@@ -274,12 +291,22 @@ void RenderJob::keep(const Program& program, const NodePtr& node) {
 }
 
 // Stores rows below `top` into pixels, the first of which is the row below it.
-RenderJob::Store RenderJob::writingTo(const PixelWriter& writer, const PixelLayout& layout, uint8_t* pixels,
-                                      int64_t top) const {
+RenderJob::Store RenderJob::writingTo(const PixelWriter& writer, bool encoded, const PixelLayout& layout,
+                                      uint8_t* pixels, int64_t top) const {
   const int64_t bytesPerRow = layout.bytesPerRow, bytesPerPixel = layout.bytesPerPixel(), left = frame_.x0;
   const auto at = [=](int64_t j, int64_t i) {
     return pixels + (top - 1 - j) * bytesPerRow + (i - left) * bytesPerPixel;
   };
+  const auto row = [=, &writer](int64_t j, int64_t i, int n, const Run& run) {
+    const PlanarRun samples{run.r, run.g, run.b, run.a};
+    encoded ? writer.writeEncoded(samples, n, at(j, i)) : writer.write(samples, n, at(j, i));
+  };
+  const auto repeat = [=](int64_t j, int64_t i, int64_t n) {
+    if (j + 1 >= top) return false;
+    std::memcpy(at(j, i), at(j + 1, i), static_cast<size_t>(n * bytesPerPixel));
+    return true;
+  };
+  return {row, repeat};
 }
 
 // Tables, reductions, foreign frames: one rectangle of another program.
@@ -378,6 +405,8 @@ std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& 
   const FloatingPointMode mode;
   Program program;
   if (std::string error = build(program); !error.empty()) return error;
+  const PixelWriter writer(layout, space, working_, set_);
+  program.encoded = staysEncoded(program, writer);
   std::vector<Part> parts;
   Share share = kAll;
   if (std::string error = plan(program, frame_, false, share, parts); !error.empty()) return error;
@@ -403,7 +432,6 @@ std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& 
   const int64_t bandBytes = (tiled ? 32 : 8) << 20, leastRows = 16, mostRows = tiled ? 4096 : 256;
   const int64_t rows = std::clamp(bandBytes / std::max<int64_t>(1, layout.bytesPerRow), leastRows, mostRows);
   std::vector<uint8_t> bytes(static_cast<size_t>(std::min(rows, frame_.height()) * layout.bytesPerRow));
-  const PixelWriter writer(layout, space, working_, set_);
   if (tiled) {
     // What is moved may come from anywhere.
     if (std::string error = callbacks.provide(wholeSources(program)); !error.empty()) return error;
@@ -415,7 +443,7 @@ std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& 
     const IndexRect band{frame_.x0, top - count, frame_.x1, top};
     const auto read = tiled ? wholeSources(program) : sourceRows(program, band);
     if (std::string error = callbacks.provide(read); !error.empty()) return error;
-    const Store store = writingTo(writer, layout, bytes.data(), top);
+    const Store store = writingTo(writer, program.encoded, layout, bytes.data(), top);
     if (tiled) {
       const Share own{share.begin + share.size * static_cast<double>(frame_.y1 - top) /
                                         static_cast<double>(frame_.height()),

@@ -55,7 +55,9 @@ class RenderJob {
                        const IndexRect& frame, const Share& share, const Store& store);
   bool advance(RowEvaluator& evaluator, const IndexRect& tile, int64_t rows, double reserved,
                Progress& progress, const Store& store);
-  Store writingTo(const PixelWriter& writer, const PixelLayout& layout, uint8_t* pixels, int64_t top) const;
+  bool staysEncoded(const Program& program, const PixelWriter& writer) const;
+  Store writingTo(const PixelWriter& writer, bool encoded, const PixelLayout& layout, uint8_t* pixels,
+                  int64_t top) const;
   static std::vector<SourceRows> wholeSources(const Program& program);
   std::vector<SourceRows> sourceRows(const Program& program, const IndexRect& band) const;
   const std::function<bool()>* abandoned() const {

@@ -462,15 +462,20 @@ void RowEvaluator::texels(const Step& step, int64_t j, int64_t i, int n, const R
   if (edge.clamp) {
     const int64_t line = std::clamp(row, v.y0, v.y1 - 1);
     return repeatEdges(column, n, v.x0, v.x1, out, [&](int64_t first, int64_t count, const Run& to) {
-      edge.source->readLinear(line, first, static_cast<int>(count), to);
+      readTexels(*edge.source, line, first, static_cast<int>(count), to);
     });
   }
   const int64_t begin = std::clamp<int64_t>(v.x0 - column, 0, n),
                 end = std::clamp<int64_t>(v.x1 - column, 0, n);
   if (row < v.y0 || row >= v.y1 || begin >= end) return clearRun(out, n);
   clearRun(out, begin);
-  edge.source->readLinear(row, column + begin, static_cast<int>(end - begin), advanced(out, begin));
+  readTexels(*edge.source, row, column + begin, static_cast<int>(end - begin), advanced(out, begin));
   clearRun(advanced(out, end), n - end);
+}
+
+void RowEvaluator::readTexels(const TexelSource& source, int64_t j, int64_t i, int n, const Run& out) const {
+  if (program_.encoded) return source.readEncoded(0, j, i, n, out);
+  source.readLinear(j, i, n, out);
 }
 
 // What lies at grid places along an edge.
@@ -481,7 +486,7 @@ void RowEvaluator::interpolate(const GridEdge& edge, const Samples& grid, const 
   loops_.gridTaps(u, v, grid.frame, taps, n);
   float* const planes[] = {out.r, out.g, out.b, out.a};
   loops_.interpolate(grid.samples, grid.stride, taps, planes, n);
-  if (edge.source) edge.source->linearize(n, out);
+  if (edge.source && !program_.encoded) edge.source->linearize(n, out);
 }
 
 void RowEvaluator::scale(const Run& run, const float* gain, int n) const {

@@ -71,6 +71,7 @@ class RowEvaluator {
   void computeInside(const RunOp& op, int64_t j, int64_t i, int n, const Run& out);
   static void stored(const Buffer& samples, int64_t j, int64_t i, int n, const Run& out);
   void texels(const Step& step, int64_t j, int64_t i, int n, const Run& out);
+  void readTexels(const TexelSource& source, int64_t j, int64_t i, int n, const Run& out) const;
   // Grids and row pairs.
   struct Samples {
     const float* samples;

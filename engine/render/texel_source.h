@@ -23,6 +23,8 @@ class TexelSource {
   // Premultiplied encoded colour, as interpolation between texels takes it. An averaged texel is the mean in
   // linear light of the texels that exist.
   void readEncoded(int level, int64_t j, int64_t i, int n, const Run& out) const;
+  // The space of what is encoded.
+  const ColorSpacePtr& space() const { return reader_.encodedSpace(); }
   // In place: premultiplied encoded to premultiplied linear.
   void linearize(int n, const Run& run) const { reader_.linearize(n, {run.r, run.g, run.b, run.a}); }
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -268,6 +269,38 @@ TEST(PixelReader, EncodedAndLinearReadingAgree) {
       }
     }
   }
+}
+
+// Full scale is 1.
+double valueAt(const std::vector<uint8_t>& bytes, int bits, size_t k) {
+  if (bits == 8) return bytes[k] / 255.0;
+  if (bits == 16) return (bytes[2 * k] | bytes[2 * k + 1] << 8) / 65535.0;
+  return std::bit_cast<float>(
+      static_cast<uint32_t>(bytes[4 * k] | bytes[4 * k + 1] << 8 | bytes[4 * k + 2] << 16) |
+      static_cast<uint32_t>(bytes[4 * k + 3]) << 24);
+}
+
+TEST(PixelWriter, EncodedColorIsWrittenAsItsLightIs) {
+  const int n = 300;
+  const Bitmap source =
+      testing::noise(layoutOf(n, 1, 8, 4, AlphaInfo::last), ColorSpace::named("Display P3"));
+  const PixelReader reader(source);
+  Planes encoded(n), light(n);
+  reader.readEncoded(0, 0, n, encoded.run());
+  encoded.a[7] = encoded.r[7] = encoded.g[7] = encoded.b[7] = 0;
+  std::fill_n(encoded.a.begin() + 20, 40, 1.0f);
+  light = encoded;
+  reader.linearize(n, light.run());
+  for (const int bits : {8, 16, 32})
+    for (const AlphaInfo alpha : {AlphaInfo::premultipliedFirst, AlphaInfo::last, AlphaInfo::noneSkipLast}) {
+      const PixelWriter writer(layoutOf(n, 1, bits, 4, alpha), source.space());
+      std::vector<uint8_t> found(static_cast<size_t>(n * bits / 2)), expected(found.size());
+      writer.writeEncoded(encoded.run(), n, found.data());
+      writer.write(light.run(), n, expected.data());
+      for (size_t k = 0; k < 4 * n; ++k)
+        ASSERT_NEAR(valueAt(found, bits, k), valueAt(expected, bits, k), bits == 8 ? 1.01 / 255 : 2e-5)
+            << bits << " bits, component " << k;
+    }
 }
 
 }  // namespace
