@@ -79,6 +79,8 @@ void addOptions(CLI::App& app, Options& options, Settings& settings) {
   app.add_option("--programs", options.programs, "vello,gegl,vips-linear,vips,convert,gmic")->delimiter(',');
   app.add_option("--runs", settings.runs, "runs a job, of which the median counts")
       ->check(CLI::Range(1, 100));
+  app.add_option("--patience", settings.patience,
+                 "seconds after which a program is not run again for the same job");
   app.add_option("--threads", options.threads, "threads and cores for each program")
       ->check(CLI::Range(1, 1024));
   app.add_option("--json", options.json, "also write the figures to this file");

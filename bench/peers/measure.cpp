@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <numeric>
 
 namespace vello::bench {
 namespace {
@@ -31,7 +32,9 @@ struct Load {
 // What one program's runs of one job took.
 struct Series {
   std::vector<double> whole, net, cpuNet;
+  double spent() const { return std::accumulate(whole.begin(), whole.end(), 0.0); }
   void into(Row& row) const {
+    row.runs = static_cast<int>(whole.size());
     row.seconds = median(whole);
     row.net = median(net);
     row.cpuNet = median(cpuNet);
@@ -159,7 +162,8 @@ JobResult Bench::run(const Job& job) {
   std::vector<Series> series(result.rows.size());
   for (int run = 0; run < settings_.runs; ++run)
     for (size_t i = 0; i < series.size(); ++i)
-      if (result.rows[i].error.empty()) runOnce(settings_.programs[i], job, result.rows[i], series[i]);
+      if (result.rows[i].error.empty() && series[i].spent() < settings_.patience)
+        runOnce(settings_.programs[i], job, result.rows[i], series[i]);
   for (size_t i = 0; i < series.size(); ++i) series[i].into(result.rows[i]);
   for (const Program& program : settings_.programs) fs::remove(file("result-" + program.name + ".tif"));
   return result;

@@ -16,6 +16,7 @@ struct Settings {
   std::vector<Program> programs;
   std::regex jobs{""};
   int runs = 5;
+  double patience = 1e9;  // seconds after which a program is not run again for the same job
   int threads = 2;
   int cpuLimit = 1800;        // seconds a command may compute
   bool copyBaseline = false;  // what is taken off: a mere copy instead of the conversion there and back
@@ -26,11 +27,12 @@ struct Row {
   std::string program;
   Work work = Work::linearFloat;
   std::string note, error;  // with an error there are no figures
-  double seconds = 0;       // whole run
-  double net = 0;           // processing alone: what a run took more than loading and saving the same result
-  double cpuNet = 0;        // the same in processor time of all threads, which other load disturbs less
-  double noise = 0;         // median distance of the single figures from `net`
-  int64_t peakBytes = 0;    // largest of the runs
+  int runs = 0;
+  double seconds = 0;     // whole run
+  double net = 0;         // processing alone: what a run took more than loading and saving the same result
+  double cpuNet = 0;      // the same in processor time of all threads, which other load disturbs less
+  double noise = 0;       // median distance of the single figures from `net`
+  int64_t peakBytes = 0;  // largest of the runs
   std::optional<double> difference;  // from our result, mean, in steps of 8 bit
   // Whether `net` can be told from nothing.
   bool resolved() const { return net > 2 * noise && net > 1e-3; }

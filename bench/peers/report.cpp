@@ -41,21 +41,22 @@ bool canCompare(const JobResult& job, const Row& peer) {
          (isWhole(job) || (peer.resolved() && ours->resolved()));
 }
 
-std::string rowText(const JobResult& job, const Row& row) {
+std::string rowText(const JobResult& job, const Row& row, int runs) {
   if (!row.error.empty()) return print("  %-12s %s\n", row.program.c_str(), row.error.c_str());
   const std::string net = isWhole(job) ? "" : print("%.3f +-%.3f %8.3f", row.net, row.noise, row.cpuNet);
   const std::string ratio = canCompare(job, row)           ? print("%.2f", timesFaster(job, row))
                             : isPeer(row) && !isWhole(job) ? "noise"
                                                            : "";
+  const std::string fewer = row.runs < runs ? print("%s%d runs", row.note.empty() ? "" : "; ", row.runs) : "";
   const std::string difference = row.difference ? print("%.2f", *row.difference) : "";
   return print("  %-12s %-15s %8.3f %24s %7s %8.0f %8s  %s\n", row.program.c_str(), nameOf(row.work),
                row.seconds, net.c_str(), ratio.c_str(), row.peakBytes / 1e6, difference.c_str(),
-               row.note.c_str());
+               (row.note + fewer).c_str());
 }
 
-std::string jobText(const JobResult& job) {
+std::string jobText(const JobResult& job, int runs) {
   std::string text = print("\n%s, %.3g MP\n", job.title.c_str(), job.size.megapixels());
-  for (const Row& row : job.rows) text += rowText(job, row);
+  for (const Row& row : job.rows) text += rowText(job, row, runs);
   const Row* best = fastestComparable(job);
   if (!isWhole(job) && best && canCompare(job, *best))
     text +=
@@ -132,8 +133,8 @@ std::string rowJson(const JobResult& job, const Row& row) {
   std::string text = print("{\"program\": %s, \"work\": %s, \"note\": %s", quoted(row.program).c_str(),
                            quoted(nameOf(row.work)).c_str(), quoted(row.note).c_str());
   if (!row.error.empty()) return text + ", \"error\": " + quoted(row.error) + "}";
-  text +=
-      print(", \"seconds\": %.6f, \"peakBytes\": %lld", row.seconds, static_cast<long long>(row.peakBytes));
+  text += print(", \"runs\": %d, \"seconds\": %.6f, \"peakBytes\": %lld", row.runs, row.seconds,
+                static_cast<long long>(row.peakBytes));
   if (!isWhole(job))
     text += print(", \"net\": %.6f, \"netCpu\": %.6f, \"noise\": %.6f, \"resolved\": %s", row.net, row.cpuNet,
                   row.noise, row.resolved() ? "true" : "false");
@@ -168,7 +169,7 @@ std::string tableOf(const std::vector<JobResult>& results, const Settings& setti
       settings.copyBaseline ? "copying" : "loading, converting there and back and saving");
   text += print("  %-12s %-15s %8s %15s %8s %7s %8s %8s\n", "program", "works in", "seconds", "net",
                 "net CPU", "faster", "peak MB", "differs");
-  for (const JobResult& job : results) text += jobText(job);
+  for (const JobResult& job : results) text += jobText(job, settings.runs);
   return text + summary(results);
 }
 
