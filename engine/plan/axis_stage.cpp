@@ -298,22 +298,49 @@ int64_t pieceLength(const Line& line) {
   return 0;
 }
 
-LineSum inPieces(const Line& line, int64_t length) {
+// Along other slopes pieces begin between rows. They are made for so many places there, and lie between two.
+constexpr int64_t kPhases = 8;
+
+// The length of such pieces, or 0 where they would save nothing: their rows are many, and leave the caches.
+int64_t phasedLength(const Line& line) {
+  const auto size = static_cast<int64_t>(line.weights.size()), length = std::min(size / 50, kPhases);
+  const int64_t terms = length > 1 ? 2 * (kPhases * length + size / length + length) : size;
+  return 3 * terms <= 2 * size ? length : 0;
+}
+
+// One tap for a piece that begins at a place between rows, or two for what lies between two places.
+void addPiece(const Line& line, std::vector<LineTap>& taps, int64_t along, double row, double weight,
+              int64_t phases) {
+  constexpr double slack = 1e-6;
+  const double place = row * static_cast<double>(phases);
+  const auto below = static_cast<int64_t>(std::floor(place + slack));
+  const double beyond = std::max(0.0, place - static_cast<double>(below));
+  for (const int64_t next : {below, below + 1}) {
+    const int64_t low = floorDiv(next, phases);
+    const double share = next == below ? 1 - beyond : beyond;
+    if (share > slack) line.addTap(taps, along, low, weight * share, static_cast<int>(next - low * phases));
+  }
+}
+
+LineSum inPieces(const Line& line, int64_t length, int64_t phases) {
   const int64_t half = line.half(), begin = -half / length * length, end = (half + 1) / length * length;
   const auto row = [&line](int64_t k) { return static_cast<double>(k) * line.slope; };
   const auto weight = [&](int64_t k) { return line.weights[static_cast<size_t>(k + half)]; };
   LineSum sum;
-  sum.parts.emplace_back();
-  for (int64_t t = 0; t < length; ++t)
-    line.add(sum.parts[0], t, row(t), 1.0 / static_cast<double>(length), 0);
+  for (int64_t p = 0; p < phases; ++p) {
+    const double first = static_cast<double>(p) / static_cast<double>(phases);
+    sum.parts.emplace_back();
+    for (int64_t t = 0; t < length; ++t)
+      line.add(sum.parts.back(), t, first + row(t), 1.0 / static_cast<double>(length), 0);
+  }
   for (int64_t k = begin; k < end; k += length) {
     double all = 0;
     for (int64_t t = k; t < k + length; ++t) all += weight(t);
-    line.add(sum.whole, k, row(k), all, 0);
+    addPiece(line, sum.whole, k, row(k), all, phases);
   }
   // The ends, where the profile is cut off, are taken sample by sample.
   for (int64_t k = -half; k <= half; ++k)
-    if (k < begin || k >= end) line.add(sum.whole, k, row(k), weight(k), 1);
+    if (k < begin || k >= end) line.add(sum.whole, k, row(k), weight(k), static_cast<int>(phases));
   return sum;
 }
 
@@ -321,7 +348,9 @@ LineSum inPieces(const Line& line, int64_t length) {
 
 LineSum lineSum(const KernelOps* ops, const void* kernel, double pitch, bool direct) {
   const Line line = lineOf(ops, kernel, pitch);
-  if (const int64_t length = pieceLength(line); length > 0 && !direct) return inPieces(line, length);
+  if (const int64_t length = pieceLength(line); length > 0 && !direct) return inPieces(line, length, 1);
+  if (const int64_t length = phasedLength(line); length > 0 && !direct)
+    return inPieces(line, length, kPhases);
   LineSum sum;
   for (int64_t k = -line.half(); k <= line.half(); ++k)
     line.add(sum.whole, k, static_cast<double>(k) * line.slope,
