@@ -54,9 +54,14 @@ double bytesHeld(const Program& program, const Passes& passes, const IndexRect& 
   // Filters and grids take rows as they come.
   std::vector<int> readers(program.steps.size());
   std::vector<bool> filtered(program.steps.size());
+  std::vector<int64_t> margins(program.steps.size());  // transparent samples that windows see on either side
   for (const Pass& pass : passes.list)
     for (const Reader& reader : pass.readers) {
       ++readers[static_cast<size_t>(reader.step)];
+      if (reader.way == Reader::Way::window) {
+        int64_t& margin = margins[static_cast<size_t>(reader.step)];
+        margin = std::max(margin, program.steps[static_cast<size_t>(reader.by)].reach);
+      }
       if (reader.way == Reader::Way::axis || reader.way == Reader::Way::grid)
         filtered[static_cast<size_t>(reader.step)] = true;
     }
@@ -72,7 +77,7 @@ double bytesHeld(const Program& program, const Passes& passes, const IndexRect& 
     const int64_t span = readers[k] == 1 && filtered[k] ? 1 : line.steps[k].height() + 2;
     const int64_t rows = grids && readers[k] > 1 ? r.height() : std::min(r.height(), span);
     const auto capacity = static_cast<double>(std::bit_ceil(static_cast<uint64_t>(rows)));
-    bytes += 1.5 * capacity * static_cast<double>(r.width() + 2 * step.reach + 64) * kSampleBytes;
+    bytes += 1.5 * capacity * static_cast<double>(r.width() + 2 * margins[k] + 64) * kSampleBytes;
     if (step.op == Step::Op::axis) bytes += filterBytes(step, r);
   }
   int slots = 0;
