@@ -191,7 +191,8 @@ std::string RenderJob::plan(Program& program, const IndexRect& rect, bool straig
 std::string RenderJob::computeKept(Program& program, std::vector<Part>& parts, Share& share) {
   double all = 0;
   for (const Part& part : parts) {
-    if (std::string error = refuse(part.tiling, threads_, part.rect.area()); !error.empty()) return error;
+    if (std::string error = refuse(part.tiling, threadsFor(part), part.rect.area()); !error.empty())
+      return error;
     all += part.work();
   }
   for (size_t p = 0; p + 1 < parts.size(); ++p) {
@@ -407,10 +408,12 @@ std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& 
   if (std::string error = build(program); !error.empty()) return error;
   const PixelWriter writer(layout, space, working_, set_);
   program.encoded = staysEncoded(program, writer);
+  const std::vector<SourceRows> everything = wholeSources(program);
   std::vector<Part> parts;
   Share share = kAll;
   if (std::string error = plan(program, frame_, false, share, parts); !error.empty()) return error;
   const Passes& passes = parts.back().passes;
+  const Tiling& tiling = parts.back().tiling;
   // Where something is interpolated, every band has tiles of its own. Else there are strips from the top to
   // the bottom of the picture, all of which go on from band to band.
   const bool tiled = interpolates(passes);
@@ -418,8 +421,8 @@ std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& 
   const int64_t strips = (frame_.width() + width - 1) / width;
   const IndexRect first{frame_.x0, frame_.y0, std::min(frame_.x1, frame_.x0 + width), frame_.y1};
   if (!tiled) {
-    const Tiling tiling = needsOf(program, passes, first, regionsFor(program, first, set_));
-    if (std::string error = refuse(tiling, strips, frame_.area()); !error.empty()) return error;
+    const Tiling needs = needsOf(program, passes, first, regionsFor(program, first, set_));
+    if (std::string error = refuse(needs, strips, frame_.area()); !error.empty()) return error;
   }
   std::vector<IndexRect> tiles;
   std::vector<std::unique_ptr<RowEvaluator>> evaluators;
@@ -430,11 +433,12 @@ std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& 
         std::make_unique<RowEvaluator>(program, passes, tiles.back(), std::move(regions), set_, abandoned()));
   }
   const int64_t bandBytes = (tiled ? 32 : 8) << 20, leastRows = 16, mostRows = tiled ? 4096 : 256;
-  const int64_t rows = std::clamp(bandBytes / std::max<int64_t>(1, layout.bytesPerRow), leastRows, mostRows);
+  int64_t rows = std::clamp(bandBytes / std::max<int64_t>(1, layout.bytesPerRow), leastRows, mostRows);
+  if (tiled && rows > tiling.height) rows -= rows % tiling.height;
   std::vector<uint8_t> bytes(static_cast<size_t>(std::min(rows, frame_.height()) * layout.bytesPerRow));
   if (tiled) {
     // What is moved may come from anywhere.
-    if (std::string error = callbacks.provide(wholeSources(program)); !error.empty()) return error;
+    if (std::string error = callbacks.provide(everything); !error.empty()) return error;
     if (std::string error = computeKept(program, parts, share); !error.empty()) return error;
   }
   Progress progress(request_.progress, kAll, frame_.area());
@@ -448,7 +452,6 @@ std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& 
       const Share own{share.begin + share.size * static_cast<double>(frame_.y1 - top) /
                                         static_cast<double>(frame_.height()),
                       share.size * static_cast<double>(count) / static_cast<double>(frame_.height())};
-      const Tiling tiling = chooseTiling(program, passes, band, threads_, options_.tileSide, set_);
       if (std::string error = runTiles(program, passes, tiling, band, own, store); !error.empty())
         return error;
     } else {
@@ -465,9 +468,17 @@ std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& 
   return {};
 }
 
+// All texels of the bitmaps that the root reads, none of the others.
 std::vector<SourceRows> RenderJob::wholeSources(const Program& program) {
+  const std::vector<bool> read = stepsRead(program);
   std::vector<SourceRows> list;
-  for (const auto& [serial, source] : program.sources) list.push_back({serial, 0, source->height(0)});
+  for (const auto& [serial, source] : program.sources) {
+    const int64_t height = source->height(0);
+    list.push_back({serial, height, height});
+    for (size_t k = 0; k < program.steps.size(); ++k)
+      for (const GridEdge& edge : program.steps[k].edges)
+        if (read[k] && edge.source == source.get()) list.back().begin = 0;
+  }
   return list;
 }
 
@@ -516,12 +527,18 @@ std::string RenderJob::explain(RenderPlan& plan) {
     Part& part = parts[p];
     const PartScope scope(program, part);
     part.tiling.bytes = largestTile(program, part);
-    if (error.empty()) error = refuse(part.tiling, threads_, part.rect.area());
-    plan.predictedBytes = std::max(plan.predictedBytes, bytesKept(parts, p) + part.tiling.bytes * threads_);
+    const int threads = threadsFor(part);
+    if (error.empty()) error = refuse(part.tiling, threads, part.rect.area());
+    plan.predictedBytes = std::max(plan.predictedBytes, bytesKept(parts, p) + part.tiling.bytes * threads);
     plan.predictedSamples += part.tiling.samples * part.rect.area();
   }
   plan.text = explanation(program, parts);
   return error;
+}
+
+int RenderJob::threadsFor(const Part& part) const {
+  const Tiles tiles{part.rect, part.tiling.width, part.tiling.height};
+  return part.rect.empty() ? 0 : static_cast<int>(std::min<int64_t>(threads_, tiles.count()));
 }
 
 // What the neediest tile of a part holds.

@@ -43,6 +43,7 @@ class RenderJob {
   Tiling needsOf(const Program& program, const Passes& passes, const IndexRect& tile,
                  const Regions& regions) const;
   std::string refuse(const Tiling& tiling, int64_t tiles, double area) const;
+  int threadsFor(const Part& part) const;
   double largestTile(const Program& program, const Part& part) const;
   PartOptions partOptions(bool straight) const;
   std::string plan(Program& program, const IndexRect& rect, bool straight, const Share& share,

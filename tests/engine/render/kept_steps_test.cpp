@@ -107,6 +107,23 @@ TEST_P(KeptStepsTest, GiveTheBytesOfOneTileWhereverTheyAreKept) {
   }
 }
 
+TEST_P(KeptStepsTest, HoldWhatThePlanForetold) {
+  const CIImage image = GetParam().make();
+  for (const int side : {32, 4096})
+    for (const int threads : {1, 3}) {
+      ContextOptions options;
+      options.tileSide = side;
+      options.threads = threads;
+      RenderStatistics statistics;
+      std::string error;
+      CIContext(options).createBitmap({image, kFrame, 1, {}}, rgba8(0, 0), ColorSpace::sRGB(), &error,
+                                      &statistics);
+      const double foretold = planned(image, options).predictedBytes;
+      EXPECT_GE(foretold, static_cast<double>(statistics.peakBytes)) << side << ' ' << threads;
+      EXPECT_LE(foretold, 3.0 * static_cast<double>(statistics.peakBytes)) << side << ' ' << threads;
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Recipes, KeptStepsTest, ::testing::ValuesIn(kRecipes),
                          [](const auto& row) { return std::string(row.param.name); });
 
