@@ -20,6 +20,7 @@ class RenderCache {
  public:
   explicit RenderCache(int64_t bytes = int64_t{256} << 20, size_t recipes = 12);
 
+  int64_t bytes() const { return bytes_; }
   // Of a recipe on a lattice, or null.
   std::shared_ptr<const KeptSamples> find(const Digest& recipe, const Lattice& lattice);
   // Ones that are too large are not kept.

@@ -56,6 +56,15 @@ bool mayMoveTexels(const Node& node) {
          (node.type == Node::Type::kernel && node.ops->kind == Kind::warp);
 }
 
+// Roughly, in samples of a plain colour formula.
+double workPerSample(const Program& program) {
+  const double pitch = program.steps[static_cast<size_t>(program.root)].lattice.pitch;
+  double work = 0;
+  for (const Step& step : program.steps)
+    work += workOf(step) * (pitch / step.lattice.pitch) * (pitch / step.lattice.pitch);
+  return work;
+}
+
 ColorSpacePtr matrixSpace(const ColorSpacePtr& space) { return space && space->isMatrix() ? space : nullptr; }
 
 }  // namespace
@@ -136,11 +145,18 @@ std::string RenderJob::run(const PixelLayout& layout, const ColorSpacePtr& space
   const FloatingPointMode mode;
   std::optional<FrameGate::Frame> frame;
   if (options_.frame) frame.emplace(FrameGate::shared());
-  Program program;
-  if (std::string error = buildWithKept(program); !error.empty()) return error;
+  keepCommon();
   const PixelWriter writer(layout, space, working_, set_);
-  program.encoded = staysEncoded(program, writer);
-  return compute(program, frame_, false, kAll, writingTo(writer, program.encoded, layout, pixels, frame_.y1));
+  std::string error;
+  do {
+    keptTooShort_ = false;
+    Program program;
+    if (error = build(program); !error.empty()) continue;
+    program.encoded = staysEncoded(program, writer);
+    error =
+        compute(program, frame_, false, kAll, writingTo(writer, program.encoded, layout, pixels, frame_.y1));
+  } while (keptTooShort_);
+  return error;
 }
 
 bool RenderJob::staysEncoded(const Program& program, const PixelWriter& writer) const {
@@ -228,58 +244,54 @@ void RenderJob::drop(Program& program, const Part& part) {
   store = nullptr;
 }
 
-// Reads what earlier renders have left, and leaves what this recipe has in common with the last one.
-std::string RenderJob::buildWithKept(Program& program) {
-  if (!options_.cache || options_.reference) return build(program);
+// Reads what earlier renders have left from now on, and leaves what this recipe has in common with the last.
+void RenderJob::keepCommon() {
+  if (!options_.cache || options_.reference) return;
   if (mayMoveTexels(*request_.image.node())) {
-    if (std::string error = build(program); !error.empty()) return error;
+    Program whole;
     // Moved texels are written as they are; kept, they would be light.
-    if (movedTexels(program)) return {};
-    program = Program();
+    if (!build(whole).empty() || movedTexels(whole)) return;
   }
   kept_ = [this](const Digest& recipe, const Lattice& lattice) {
     return options_.cache->find(recipe, lattice);
   };
   const auto start = std::chrono::steady_clock::now();
-  for (const NodePtr& node : options_.cache->inCommonWithLast(request_.image.node())) {
-    Program now;
-    if (std::string error = build(now); !error.empty()) return error;
-    dropShort(now);
-    keep(now, node);
-  }
+  const std::vector<NodePtr> roots = options_.cache->inCommonWithLast(request_.image.node());
+  Program program;
+  std::optional<Regions> regions;
+  if (!roots.empty() && build(program).empty())
+    for (const NodePtr& root : roots) keep(program, root, regions);
   keepingSeconds_ = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  if (std::string error = build(program); !error.empty()) return error;
-  if (!dropShort(program)) return {};
-  program = Program();
-  return build(program);
 }
 
-// Forgets kept samples that do not reach as far as this render; true when there were some.
-bool RenderJob::dropShort(const Program& program) {
-  const Regions regions = regionsFor(program, frame_, set_);
-  bool any = false;
+// Whether kept samples reach as far as they are read. Those that do not are forgotten.
+bool RenderJob::keptReach(const Program& program, const Regions& regions) {
+  bool all = true;
   for (size_t k = 0; k < program.steps.size(); ++k) {
     const auto& stored = program.steps[k].stored;
     const IndexRect& needed = regions.steps[k];
     if (!stored || needed.empty() || intersection(stored->samples.rect(), needed) == needed) continue;
     options_.cache->drop(*stored);
-    any = true;
+    all = false;
   }
-  return any;
+  if (!all) keptTooShort_ = true;
+  return all;
 }
 
-// Computes the samples of a part of the program for itself, where later renders gain by it.
-void RenderJob::keep(const Program& program, const NodePtr& node) {
+// Computes the samples of a part of the program for itself, where later renders gain by it. `regions` are the
+// program's, computed when they are needed.
+void RenderJob::keep(const Program& program, const NodePtr& node, std::optional<Regions>& regions) {
   size_t k = program.steps.size();
   while (k > 0 && program.steps[k - 1].node->digest != node->digest) --k;
   if (k == 0 || program.steps[--k].op == Step::Op::stored) return;
   const Step& step = program.steps[k];
-  const IndexRect needed = regionsFor(program, frame_, set_).steps[k];
-  constexpr double mostSamples = 1 << 24, leastWork = 4;  // of a sample
-  if (needed.empty() || needed.area() > mostSamples) return;
+  constexpr double leastWork = 4;  // of a sample
   Program part;
   if (!buildProgram(CIImage(node), step.lattice, programOptions(), part).empty()) return;
-  if (!(regionsFor(part, needed, set_).work >= leastWork * needed.area())) return;
+  if (workPerSample(part) < leastWork) return;
+  if (!regions) regions = regionsFor(program, frame_, set_);
+  const IndexRect needed = regions->steps[k];
+  if (needed.empty() || Buffer::bytesFor(needed) > static_cast<double>(options_.cache->bytes())) return;
   auto samples = std::make_shared<KeptSamples>();
   samples->recipe = node->digest;
   samples->lattice = step.lattice;
@@ -381,6 +393,7 @@ std::string RenderJob::runTiles(const Program& program, const Passes& passes, co
     const IndexRect tile = tiles.at(tellTiles ? order[static_cast<size_t>(k)] : k);
     try {
       Regions regions = regionsFor(program, tile, set_);
+      if (!keptReach(program, regions)) return progress.fail("kept samples are too short");
       // Tiles differ where something is moved: none starts that would not fit.
       const Tiling needs = needsOf(program, passes, tile, regions);
       if (std::string error = refuse(needs, threads, tile.area()); !error.empty())

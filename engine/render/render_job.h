@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <functional>
+#include <optional>
 
 #include "engine/plan/parts.h"
 #include "engine/render/context.h"
@@ -36,9 +37,9 @@ class RenderJob {
 
   ProgramOptions programOptions();
   std::string build(Program& program);
-  std::string buildWithKept(Program& program);
-  bool dropShort(const Program& program);
-  void keep(const Program& program, const NodePtr& node);
+  void keepCommon();
+  void keep(const Program& program, const NodePtr& node, std::optional<Regions>& regions);
+  bool keptReach(const Program& program, const Regions& regions);
   std::string whole(Program& program, const IndexRect& rect, Buffer& out);
   Tiling needsOf(const Program& program, const Passes& passes, const IndexRect& tile,
                  const Regions& regions) const;
@@ -78,6 +79,7 @@ class RenderJob {
   IndexRect frame_;
   double keptBytes_ = 0;  // of samples in memory that later parts read
   std::atomic<double> held_{0}, peak_{0};
+  std::atomic<bool> keptTooShort_{false};  // then what was computed does not count
   double keepingSeconds_ = 0;
 };
 
