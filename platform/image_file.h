@@ -21,6 +21,9 @@ struct ImageMetadata {
   std::vector<uint8_t> exif;  // a TIFF structure, without a container's "Exif\0\0"
   std::vector<uint8_t> iptc;
   std::vector<uint8_t> xmp;
+  // Its TIFF file holds the pixels as they are. A result is written the same way: compressing takes longer
+  // than most filters.
+  bool uncompressed = false;
 };
 
 struct ImageLimits {

@@ -315,7 +315,10 @@ std::string openTIFF(const DecodeRequest& request, DecodedImage& image, DecoderP
   if (!request.headerOnly && tags.photometric != PHOTOMETRIC_CIELAB) readProfile(file->handle(), image);
   const std::string error = tags.direct() ? openDirect(std::move(file), tags, request, image, decoder)
                                           : openConverted(std::move(file), tags, request, image, decoder);
-  return error.empty() ? readMetadata(request.source, image) : error;
+  if (!error.empty()) return error;
+  std::string problem = readMetadata(request.source, image);
+  image.metadata.uncompressed = tags.compression == COMPRESSION_NONE;
+  return problem;
 }
 
 }  // namespace vello

@@ -82,8 +82,8 @@ void TiffEncoder::setTags(const PixelLayout& layout) {
   TIFFSetField(tiff_, TIFFTAG_SAMPLESPERPIXEL, packer_.components());
   TIFFSetField(tiff_, TIFFTAG_PHOTOMETRIC, colors == 3 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK);
   TIFFSetField(tiff_, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-  TIFFSetField(tiff_, TIFFTAG_COMPRESSION, COMPRESSION_LZW);
-  TIFFSetField(tiff_, TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL);
+  TIFFSetField(tiff_, TIFFTAG_COMPRESSION, metadata_.uncompressed ? COMPRESSION_NONE : COMPRESSION_LZW);
+  if (!metadata_.uncompressed) TIFFSetField(tiff_, TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL);
   TIFFSetField(tiff_, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
   constexpr int64_t kStripBytes = 256 << 10;
   TIFFSetField(tiff_, TIFFTAG_ROWSPERSTRIP,

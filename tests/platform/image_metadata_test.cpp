@@ -252,6 +252,23 @@ TEST(TiffMetadata, IsAddedToEveryKindOfFile) {
   }
 }
 
+TEST(TiffMetadata, PixelsStayUncompressedWhereTheyWere) {
+  const TemporaryFolder folder;
+  const Bitmap picture = gradient(200, 100, 3);
+  const auto sizeOf = [&](const std::string& name, const ImageMetadata& metadata) {
+    ImageWriteOptions options;
+    options.metadata = metadata;
+    EXPECT_FALSE(writeImageFile(folder.file(name), picture, options));
+    return readBytes(folder.file(name)).size();
+  };
+  ImageMetadata plain;
+  plain.uncompressed = true;
+  EXPECT_LT(sizeOf("compressed.tif", {}), 30000u);
+  EXPECT_GT(sizeOf("plain.tif", plain), 60000u);
+  EXPECT_GT(sizeOf("again.tif", readImageFile(folder.file("plain.tif")).metadata), 60000u);
+  EXPECT_LT(sizeOf("again.tif", readImageFile(folder.file("compressed.tif")).metadata), 30000u);
+}
+
 TEST(TiffMetadata, CaptionsWrittenAsNumbersLoseTheirPadding) {
   for (const bool swapped : {false, true}) {
     Bytes padded = iptcBlock();
