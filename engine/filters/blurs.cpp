@@ -40,6 +40,8 @@ struct Box {
   explicit Box(const Values& v) : half(halfWidth(v) + 0.5) {}
   static double halfWidth(const Values& v) { return floor((v.number(kRadius, 1, kLargestRadius) - 1) / 2); }
   static bool identity(const Values& v) { return halfWidth(v) == 0; }
+  // Where hardly more than one sample lies in the square, it matters which half of that is light.
+  static int halvings(const Values& v, double pitch) { return halfWidth(v) < pitch ? kTwice : 0; }
   static CGRect extent(const Values& v, View<CGRect> images) {
     return grown(images[0], halfWidth(v), halfWidth(v));
   }

@@ -30,6 +30,7 @@ constexpr InputDef kGammaInputs[] = {
 
 // Raises straight colour to a power; nothing below 0 is left.
 struct Gamma {
+  static constexpr int kHalvings = kTwice;
   static constexpr bool kStraight = true;
   explicit Gamma(const Values& v) : power(static_cast<float>(v.number("inputPower", -100, 100))) {}
   static bool identity(const Values& v) { return v.number("inputPower") == 1; }
@@ -50,6 +51,7 @@ constexpr InputDef kColorControlsInputs[] = {
 
 // Saturation about the luminance, then contrast about the middle, then brightness.
 struct ColorControls {
+  static constexpr int kHalvings = kTwice;
   static constexpr bool kStraight = true;
   explicit ColorControls(const Values& v)
       : saturation(static_cast<float>(v.number("inputSaturation", 0, 1e4))),

@@ -27,6 +27,7 @@ constexpr InputDef kMonochromeInputs[] = {
 
 // Hard light of the luminance with a colour (W3C Compositing and Blending Level 1).
 struct Monochrome {
+  static constexpr int kHalvings = kTwice;
   static constexpr bool kStraight = true;
   explicit Monochrome(const Values& v)
       : color(v.color("inputColor")), intensity(static_cast<float>(v.number("inputIntensity", 0, 1e4))) {}
@@ -50,6 +51,7 @@ constexpr InputDef kSepiaInputs[] = {
 // A tone curve from the luminance to a brown print's colour, read off sample pictures: encoded luminance,
 // then encoded red, green and blue in 255ths.
 struct Sepia {
+  static constexpr int kHalvings = kTwice;
   static constexpr bool kStraight = true;
   static constexpr int kPoints = 15, kSteps = 256;
   static constexpr double kTone[kPoints][4] = {
@@ -104,6 +106,7 @@ constexpr InputDef kPosterizeInputs[] = {
     scalar("inputLevels", "Levels", {.initial = 6, .identity = 300, .range = {1, kNone}, .slider = {2, 30}})};
 
 struct Posterize {
+  static constexpr int kHalvings = kTwice;
   static constexpr bool kStraight = true;
   explicit Posterize(const Values& v) : steps(static_cast<float>(v.number("inputLevels", 2, 1e6) - 1)) {}
   KERNEL float channel(float c) const { return vec::floor(c * steps + 0.5f) / steps; }

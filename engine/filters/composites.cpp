@@ -59,6 +59,7 @@ struct Screen {
 };
 
 struct Maximum {
+  static constexpr int kHalvings = kTwice;
   explicit Maximum(const Values&) {}
   KERNEL Px operator()(Px f, Px b) const {
     return {max(f.r, b.r), max(f.g, b.g), max(f.b, b.b), max(f.a, b.a)};
@@ -66,6 +67,7 @@ struct Maximum {
 };
 
 struct Minimum {
+  static constexpr int kHalvings = kTwice;
   explicit Minimum(const Values&) {}
   KERNEL Px operator()(Px f, Px b) const {
     return {min(f.r, b.r), min(f.g, b.g), min(f.b, b.b), min(f.a, b.a)};

@@ -20,6 +20,7 @@ constexpr InputDef kBumpInputs[] = {
 
 // Pulls places towards the centre, least at the radius.
 struct Bump {
+  static constexpr int kHalvings = kTwice;
   explicit Bump(const Values& v)
       : center(centerOf(v)),
         radius(max(radiusOf(v), 1e-6f)),
@@ -49,6 +50,7 @@ constexpr InputDef kTwirlInputs[] = {
 
 // Turns the content counter-clockwise, most at the centre.
 struct Twirl {
+  static constexpr int kHalvings = kTwice;
   explicit Twirl(const Values& v)
       : center(centerOf(v)),
         radius(max(radiusOf(v), 1e-6f)),

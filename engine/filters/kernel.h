@@ -64,6 +64,13 @@ struct Table {
 // averages its pattern over the pitch, `fine` needs full-size samples for the final look.
 enum class PitchClass { follows, pattern, fine };
 
+// As kHalvings of a kernel: how often the pitch is halved before it is applied; the mean of what it makes is
+// taken. kTwice where its formula bends or moves light so strongly that applying it to the mean light of a
+// sample shows; kToFullSize where it shows nothing of its look on means.
+inline constexpr int kOnce = 1, kTwice = 2, kToFullSize = 3;
+// As many as its first image.
+inline constexpr int kAsItsImage = -1;
+
 KERNEL float select(bool condition, float yes, float no) { return condition ? yes : no; }
 KERNEL float min(float a, float b) { return a < b ? a : b; }
 KERNEL float max(float a, float b) { return a > b ? a : b; }

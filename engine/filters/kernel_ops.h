@@ -99,6 +99,8 @@ struct KernelOps {
   CGRect (*extent)(const Values&, View<CGRect> images) = nullptr;
   // True when the values make the kernel hand its first image through; nullptr: never.
   bool (*identity)(const Values&) = nullptr;
+  // How often the pitch that is asked for is halved before the kernel is applied; nullptr: never.
+  int (*halvings)(const Values&, double pitch) = nullptr;
   // generate: true when the values make the result transparent everywhere; nullptr: never.
   bool (*clear)(const Values&) = nullptr;
   // blend: which image the result equals when some of them are transparent everywhere; -1: none. nullptr:

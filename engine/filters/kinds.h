@@ -11,6 +11,9 @@
 //   from static constexpr bool kStraight = true         optional: colours come and go straight
 //   (unpremultiplied)
 //
+//   static constexpr int kHalvings, or static int halvings(const Values&, double pitch)    optional: see
+//   kernel.h
+//
 //   point      Px operator()(Px[, At]) const; static ColorMatrix matrix(const Values&) optional, where it is
 //              linear: neighbours become one matrix
 //   blend      Px operator()(Px, Px[, Px, Px][, At]) const       images in the order of the filter's image
@@ -88,6 +91,8 @@ constexpr KernelOps common(Kind kind, int images, CGRect (*extent)(const Values&
   if constexpr (requires { &K::matrix; }) ops.matrix = K::matrix;
   if constexpr (requires { K::kStraight; }) ops.straight = K::kStraight;
   if constexpr (requires { K::kStepped; }) ops.stepped = K::kStepped;
+  if constexpr (requires { K::kHalvings; }) ops.halvings = [](const Values&, double) { return K::kHalvings; };
+  if constexpr (requires { &K::halvings; }) ops.halvings = K::halvings;
   if constexpr (requires { K::kTables; }) ops.tableMask = K::kTables;
   return ops;
 }
@@ -246,6 +251,7 @@ constexpr KernelOps makeTaps() {
 template <class K>
 constexpr KernelOps makeZoom() {
   KernelOps ops = common<K>(Kind::zoom, 1, firstExtent);
+  if constexpr (requires { &K::magnification; }) ops.magnification = K::magnification;
   ops.copies = [](const void* kernel) -> View<ScaledCopy> { return as<K>(kernel).copies(); };
   return ops;
 }

@@ -23,6 +23,7 @@ constexpr InputDef kGradientInputs[] = {
 // The samples whose centres lie in a disc.
 template <bool Greatest>
 struct Disc {
+  static constexpr int kHalvings = kToFullSize;  // extremes of means are milder
   static constexpr bool kGreatest = Greatest;
   explicit Disc(const Values& v) : radius(radiusOf(v)) {}
   static bool identity(const Values& v) { return v.number("inputRadius") <= 0; }
@@ -42,6 +43,7 @@ constexpr InputDef kRectangleInputs[] = {
 // The samples of a rectangle, each of whose sides is the odd number nearest to what is asked for.
 template <bool Greatest>
 struct Rectangle {
+  static constexpr int kHalvings = kToFullSize;  // extremes of means are milder
   static constexpr bool kGreatest = Greatest;
   explicit Rectangle(const Values& v) : across(half(v, "inputWidth")), along(half(v, "inputHeight")) {}
   static double half(const Values& v, const char* key) { return floor(v.number(key, 1, kLargestRadius) / 2); }
@@ -56,6 +58,7 @@ struct Rectangle {
 
 // Half of what lies between the greatest and the least samples.
 struct Difference {
+  static constexpr int kHalvings = kToFullSize;
   explicit Difference(const Values&) {}
   static CGRect extent(const Values&, View<CGRect> images) { return images[0]; }
   KERNEL Px operator()(Px, Px most, Px least) const {

@@ -30,6 +30,7 @@ float intensityOf(const Values& v) { return static_cast<float>(v.number("inputIn
 // Adds what the blur takes away. The blur is compared at the sample's own alpha, so that the image's borders,
 // where the blur fades, get no halo.
 struct AddDetail {
+  static constexpr int kHalvings = kOnce;
   explicit AddDetail(const Values& v) : amount(intensityOf(v)) {}
   static CGRect extent(const Values&, View<CGRect> images) { return images[0]; }
   KERNEL float channel(float c, float blurred) const { return c + amount * (c - blurred); }

@@ -56,6 +56,7 @@ struct Copies {
     return unionOf(scaled(images[0], v, 1 / scales.at(-0.5)),
                    scaled(images[0], v, 1 / scales.at(scales.count - 0.5)));
   }
+  static float magnification(const Values&) { return 2; }
   CGPoint anchor() const { return center; }
   View<ScaledCopy> copies() const { return {list, count}; }
   CGPoint center;

@@ -64,6 +64,20 @@ AxisStage AxisStage::reduce(int factor, std::vector<double> weights, int64_t off
   return s;
 }
 
+AxisStage AxisStage::area(double width, double origin) {
+  const bool whole = width == std::floor(width) && origin == std::floor(origin);
+  if (whole) {
+    const std::vector<double> equal(static_cast<size_t>(width), 1 / width);
+    return reduce(static_cast<int>(width), equal, static_cast<int64_t>(origin));
+  }
+  AxisStage s;
+  s.type_ = Type::area;
+  s.scale_ = width;
+  s.inOrigin_ = origin;
+  s.count_ = static_cast<int>(std::ceil(width)) + 1;
+  return s;
+}
+
 AxisStage AxisStage::expand(int factor, bool cubic) {
   AxisStage s;
   s.type_ = Type::expand;
@@ -120,6 +134,8 @@ int64_t AxisStage::firstOf(int64_t o) const {
     case Type::convolve:
     case Type::reduce:
       return o * factor_ + offset_;
+    case Type::area:
+      return static_cast<int64_t>(std::floor(static_cast<double>(o) * scale_ + inOrigin_));
     case Type::expand: {
       const int64_t cell = floorDiv(o, factor_);
       return cell - (2 * (o - cell * factor_) + 1 < factor_ ? 1 : 0) - (cubic_ ? 1 : 0);
@@ -175,6 +191,14 @@ int64_t AxisStage::weigh(int64_t o, float* weights) const {
     }
     return first;
   }
+  if (type_ == Type::area) {
+    const double begin = static_cast<double>(o) * scale_ + inOrigin_, end = begin + scale_;
+    for (int t = 0; t < count_; ++t) {
+      const auto low = static_cast<double>(first + t);
+      weights[t] = static_cast<float>(std::max(0.0, std::min(low + 1, end) - std::max(low, begin)) / scale_);
+    }
+    return first;
+  }
   const double centre = centreOf(o), unit = std::max(inPitch_, outPitch_ / scale_) / inPitch_;
   double sum = 0;
   for (int t = 0; t < count_; ++t) {
@@ -206,12 +230,17 @@ std::vector<double> profileWeights(const KernelOps* ops, const void* kernel, dou
   const double reach = ops->reach(kernel) / pitch;
   // A profile with edges is averaged over each sample; a smooth one is taken at its middle.
   constexpr int parts = 16;
-  const auto n = static_cast<int64_t>(std::ceil(smooth ? reach : std::max(0.0, reach - 0.5)));
+  // The pixels that lie within an output sample.
+  const int pixels = smooth ? 1 : std::clamp(static_cast<int>(std::lround(pitch)), 1, 16);
+  const auto n = static_cast<int64_t>(
+      std::ceil(smooth ? reach : std::max(0.0, reach - 0.5 + 0.5 * (pixels - 1) / pixels)));
   std::vector<double> weights;
   for (int64_t t = -n; t <= n; ++t) {
     double sum = 0;
-    for (int p = 0; p < parts; ++p) {
-      const double place = smooth ? static_cast<double>(t) : static_cast<double>(t) + (p + 0.5) / parts - 0.5;
+    for (int k = 0; k < parts * pixels; ++k) {
+      const int pixel = k % pixels, p = k / pixels;
+      const double within = (p + 0.5) / parts - 0.5 + (pixel + 0.5) / pixels - 0.5;
+      const double place = static_cast<double>(t) + (smooth ? 0 : within);
       if (std::abs(place) <= reach) sum += ops->profile(kernel, place * pitch);
     }
     weights.push_back(sum);

@@ -16,12 +16,15 @@ struct IndexRange {
 
 class AxisStage {
  public:
-  enum class Type { convolve, reduce, expand, resample, repeat };
+  enum class Type { convolve, reduce, area, expand, resample, repeat };
 
   // out[o] = sum of weights[t] * in[o + offset + t]
   static AxisStage convolve(std::vector<double> weights, int64_t offset);
   // out[o] = sum of weights[t] * in[o * factor + offset + t]
   static AxisStage reduce(int factor, std::vector<double> weights, int64_t offset);
+  // out[o] = the mean of what lies from o * width + origin to (o + 1) * width + origin, input t reaching from
+  // t to t + 1.
+  static AxisStage area(double width, double origin);
   // Back to a grid `factor` times finer, by the cubic B-spline or linearly.
   static AxisStage expand(int factor, bool cubic);
   // Output place x reads input place x / scale, `profile` being in units of the coarser grid.
@@ -35,9 +38,11 @@ class AxisStage {
   Type type() const { return type_; }
   int factor() const { return factor_; }
   // Every output has weights of its own.
-  bool irregular() const { return type_ == Type::resample || type_ == Type::repeat; }
+  bool irregular() const { return type_ == Type::area || type_ == Type::resample || type_ == Type::repeat; }
   // Weights an output has.
   int count() const { return count_; }
+  // Every input takes part in few outputs.
+  bool coarser() const { return type_ == Type::reduce || type_ == Type::area; }
   // All outputs have the same weights, equal at both ends and inwards, and an odd number of them.
   bool symmetric() const;
   // At least nine of them, all equal but for the outermost two.

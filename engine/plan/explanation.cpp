@@ -27,6 +27,7 @@ const char* kindName(Kind kind) {
 
 // The filter whose kernel it is; one that belongs to a composition has no name of its own.
 std::string filterName(const Node& node) {
+  if (!node.ops) return "picture";
   for (const FilterFamily& family : filterFamilies())
     for (const FilterDef& row : family.filters)
       if (row.maker.ops == node.ops) return row.name;
@@ -40,6 +41,8 @@ std::string axisName(const AxisStage& stage) {
       return "sum of " + count + " x " + count;
     case AxisStage::Type::reduce:
       return "reduced by " + factor;
+    case AxisStage::Type::area:
+      return "means of " + count + " x " + count;
     case AxisStage::Type::expand:
       return "expanded by " + factor;
     case AxisStage::Type::resample:

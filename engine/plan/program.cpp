@@ -3,6 +3,7 @@
 #include <cmath>
 #include <set>
 
+#include "engine/plan/regions.h"
 #include "engine/plan/whole_images.h"
 
 namespace vello {
@@ -17,13 +18,18 @@ constexpr int kMostEdgeHalvings = 100;  // of a lattice that is interpolated
 struct Key {
   Digest digest;
   double ox, oy, pitch;
+  Quality quality;
+  int halved;
   friend auto operator<=>(const Key&, const Key&) = default;
 };
 
 struct Request {
   NodePtr node;
   Lattice lattice;
-  Key key() const { return {node->digest, lattice.ox, lattice.oy, lattice.pitch}; }
+  Key key() const {
+    const Lattice& l = lattice;
+    return {node->digest, l.ox, l.oy, l.pitch, l.quality, l.halved};
+  }
 };
 
 const NodePtr& passUnbounded(const NodePtr& node) {
@@ -40,6 +46,38 @@ int limitedHalvings(const Lattice& l, int halvings) {
 
 bool isKernel(const Node& node, Kind kind) {
   return node.type == Node::Type::kernel && node.ops->kind == kind;
+}
+
+// How often the pitch should be halved before the node is computed.
+int wantedHalvings(const Node* node, double pitch, Quality quality) {
+  const auto own = [=](const Node& n) {
+    if (n.type == Node::Type::crop || n.type == Node::Type::unbounded) return kAsItsImage;
+    return n.type == Node::Type::kernel && n.ops->halvings ? n.ops->halvings(n.values, pitch) : 0;
+  };
+  while (own(*node) == kAsItsImage) node = node->inputs[0].get();
+  if (node->type == Node::Type::kernel) {
+    const bool inPlace = node->ops->kind == Kind::point || node->ops->kind == Kind::blend;
+    const int wanted = own(*node);
+    return inPlace && wanted < kToFullSize && quality == Quality::lean ? 0 : wanted;
+  }
+  // An edge that is repeated is one pixel wide.
+  if (node->type == Node::Type::affine) node = passUnbounded(node->inputs[0]).get();
+  return node->type == Node::Type::clamp ? kToFullSize : 0;
+}
+
+// How often it is to be halved from what is asked for.
+int finerBy(const Request& request) {
+  constexpr double finest = 0.75;  // a full-size sample, or a little less
+  const Lattice& l = request.lattice;
+  if (l.quality == Quality::draft || l.pitch < 2 * finest) return 0;
+  const int wanted = wantedHalvings(request.node.get(), std::ldexp(l.pitch, l.halved), l.quality);
+  return std::clamp(wanted - l.halved, 0, static_cast<int>(std::log2(l.pitch / finest)));
+}
+
+Request finer(const Request& request) {
+  const int by = finerBy(request);
+  const Lattice& l = request.lattice;
+  return {request.node, {l.ox, l.oy, std::ldexp(l.pitch, -by), l.quality, l.halved + by}};
 }
 
 double linearScale(const CGAffineTransform& t) { return std::sqrt(std::abs(t.a * t.d - t.b * t.c)); }
@@ -83,6 +121,27 @@ std::optional<SourceChain> sourceChain(const NodePtr& start) {
   if (chain.clamp && !(chain.valid == clampRect)) return std::nullopt;
   chain.source = node;
   return chain;
+}
+
+// A bitmap whose texels, or squares of them, are the units of the means that samples are.
+struct TexelMeans {
+  SourceChain chain;
+  double side;         // of a square
+  double x, y, width;  // where sample 0 begins and how far it reaches, in squares
+};
+
+std::optional<TexelMeans> texelMeansOf(const Request& request) {
+  const Lattice& l = request.lattice;
+  if (l.pitch <= 1 || request.node->type == Node::Type::kernel) return std::nullopt;
+  auto chain = sourceChain(request.node);
+  if (!chain || chain->source->type != Node::Type::source) return std::nullopt;
+  const CGAffineTransform& t = chain->toTexel;
+  if (t.a != 1 || t.b != 0 || t.c != 0 || t.d != 1) return std::nullopt;
+  // Means of four and more a side may be at hand.
+  const double side = l.pitch < 4 ? 1 : std::exp2(std::floor(std::log2(std::min(l.pitch, 1e9))));
+  const TexelMeans found{*chain, side, (l.ox + t.tx) / side, (l.oy + t.ty) / side, l.pitch / side};
+  const bool themselves = found.width == 1 && whole(found.x) && whole(found.y);
+  return themselves ? std::nullopt : std::optional(found);
 }
 
 class Builder {
@@ -132,6 +191,8 @@ class Builder {
   int repeated(const Request& request, const Step& kernel);
   bool showsCells(const Request& request) const;
   void makeKernel(const Node& node, const Lattice& lattice, Step& step);
+  int averaged(const Request& request);
+  int texelMeans(const Request& request, const TexelMeans& means);
   int expanded(const Request& request, int coarse);
 
   const ProgramOptions& options_;
@@ -162,7 +223,10 @@ int Builder::halvings(const Request& request) const {
 
 Lattice Builder::kernelLattice(const Request& request) const {
   Lattice l = request.lattice;
-  l.pitch = std::ldexp(l.pitch, halvings(request));
+  const int coarser = halvings(request);
+  l.pitch = std::ldexp(l.pitch, coarser);
+  // What is that smooth shows nothing of finer samples.
+  if (coarser > 0) l.quality = Quality::draft;
   return l;
 }
 
@@ -183,12 +247,15 @@ Lattice Builder::edgeLattice(const Request& request) const {
   const double exponent = std::floor(std::log2(shrink) + 1e-6);
   const int k = static_cast<int>(std::clamp(exponent, -4.0, static_cast<double>(kMostEdgeHalvings)));
   // What is interpolated lies on image space's own grid, wherever the render's rectangle begins.
-  return {0, 0, std::ldexp(request.lattice.pitch, limitedHalvings(request.lattice, k))};
+  const Lattice& own = request.lattice;
+  return {0, 0, std::ldexp(own.pitch, limitedHalvings(own, k)), own.quality, own.halved};
 }
 
 std::vector<Request> Builder::needs(const Request& request) const {
   const Node& node = *request.node;
   if (keptOf(request)) return {};
+  if (texelMeansOf(request)) return {};
+  if (finerBy(request) > 0) return {finer(request)};
   const auto same = [&](const NodePtr& n) { return Request{n, request.lattice}; };
   switch (node.type) {
     case Node::Type::empty:
@@ -239,6 +306,7 @@ const TexelSource* Builder::sourceOf(const NodePtr& node, CGAffineTransform& toT
     valid = {{0, 0}, {static_cast<double>(bitmap.width()), static_cast<double>(bitmap.height())}};
     if (bitmap.empty()) return nullptr;
   }
+  if (options_.outline) return nullptr;
   auto& source = program_.sources[bitmap.serial()];
   const bool drawn = node->type == Node::Type::kernel;  // anew for every program
   auto pyramid = !source && !drawn && options_.pyramid ? options_.pyramid(bitmap) : nullptr;
@@ -253,8 +321,8 @@ GridEdge Builder::edge(const NodePtr& input, const Lattice& own, const Lattice& 
   if (auto chain = sourceChain(input)) {
     CGAffineTransform toTexel = CGAffineTransformConcat(toInput, chain->toTexel);
     e.source = sourceOf(chain->source, toTexel, chain->valid, own.pitch);
-    const double footprint = own.pitch * linearScale(toTexel);
-    if (footprint >= 4) e.level = std::min(kMostHalvings, static_cast<int>(std::floor(std::log2(footprint))));
+    const double footprint = std::min(own.pitch, child.pitch) * linearScale(toTexel);
+    if (footprint >= 2) e.level = std::min(kMostHalvings, static_cast<int>(std::floor(std::log2(footprint))));
     const double side = std::ldexp(1.0, e.level);
     e.toGrid = CGAffineTransformConcat(toTexel, {1 / side, 0, 0, 1 / side, -0.5, -0.5});
     e.valid = covering(chain->valid, {0, 0, side});
@@ -293,6 +361,8 @@ int Builder::emit(const Request& request) {
     step.stored = std::move(kept);
     return push(std::move(step));
   }
+  if (const auto means = texelMeansOf(request)) return texelMeans(request, *means);
+  if (finerBy(request) > 0) return averaged(request);
   if (drawn || (node.type != Node::Type::kernel && sourceChain(request.node))) {
     step.op = Step::Op::sample;
     step.edges = {edge(request.node, request.lattice, request.lattice, {})};
@@ -332,8 +402,7 @@ void Builder::makeKernel(const Node& node, const Lattice& lattice, Step& step) {
     const NodePtr& input = passUnbounded(node.inputs[i]);
     extents.push_back(input->extent);
     if (isKernel(*input, Kind::reduce)) {
-      program_.found.push_back(
-          std::make_unique<Values>(wholeReduction(*input, lattice.pitch, options_, error_)));
+      program_.found.push_back(std::make_unique<Values>(wholeReduction(*input, lattice, options_, error_)));
       reduced = program_.found.back().get();
     } else if (readsWhole(node, i)) {
       program_.tables.emplace_back();
@@ -489,6 +558,29 @@ int Builder::repeated(const Request& request, const Step& kernel) {
   return axisStep(node, sampled, request.lattice, kernel.bounds, x, y);
 }
 
+// The mean of what was computed on finer samples.
+int Builder::averaged(const Request& request) {
+  const int factor = 1 << finerBy(request);
+  const AxisStage mean =
+      AxisStage::reduce(factor, std::vector<double>(static_cast<size_t>(factor), 1.0 / factor), 0);
+  return axisStep(*request.node, stepOf(request.node, finer(request).lattice), request.lattice,
+                  covering(request.node->extent, request.lattice), mean, mean);
+}
+
+int Builder::texelMeans(const Request& request, const TexelMeans& means) {
+  const Lattice& l = request.lattice;
+  const CGAffineTransform& t = means.chain.toTexel;
+  Step texels;
+  texels.op = Step::Op::sample;
+  texels.node = request.node.get();
+  texels.lattice = {-t.tx, -t.ty, means.side, l.quality, l.halved};
+  texels.bounds = covering(request.node->extent, texels.lattice);
+  texels.edges = {edge(request.node, texels.lattice, texels.lattice, {})};
+  texels.inputs = {-1};
+  return axisStep(*request.node, push(std::move(texels)), l, covering(request.node->extent, l),
+                  AxisStage::area(means.width, means.x), AxisStage::area(means.width, means.y));
+}
+
 // Brings what was computed on a coarser lattice back to the one asked for.
 int Builder::expanded(const Request& request, int coarse) {
   const double pitch = program_.steps[static_cast<size_t>(coarse)].lattice.pitch;
@@ -515,7 +607,45 @@ const TexelSource* movedTexels(const Program& program) {
   const Step* step = &program.steps[static_cast<size_t>(program.root)];
   while (step->op == Step::Op::crop) step = &program.steps[static_cast<size_t>(step->inputs[0])];
   const bool moved = step->op == Step::Op::sample || (step->ops && step->ops->kind == Kind::warp);
-  return moved ? step->edges[0].source : nullptr;
+  return moved && step->edges[0].encoded() ? step->edges[0].source : nullptr;
+}
+
+bool isFinerThanAsked(const CIImage& image, const Lattice& lattice) {
+  return !image.isNil() && finerBy({image.node(), lattice}) > 0;
+}
+
+namespace {
+
+// What a sample of the result costs beside the texels, which are read at any quality; in samples of a plain
+// colour formula.
+double workPerSample(const Program& program, double pitch) {
+  double work = 0;
+  for (const Step& step : program.steps) {
+    const double density = pitch / step.lattice.pitch;
+    const bool reads = step.node->type != Node::Type::kernel && (step.axisX || step.edges.size() == 1);
+    work += reads ? 0 : workOf(step) * density * density;
+  }
+  return work;
+}
+
+}  // namespace
+
+Quality affordableQuality(const CIImage& image, const Lattice& lattice, ProgramOptions options) {
+  constexpr std::pair<Quality, double> most[] = {{Quality::settled, 40}, {Quality::lean, 2000}};
+  // A full-size render has the samples it is defined by.
+  if (image.isNil() || lattice.pitch <= 1) return Quality::draft;
+  Request root{image.node(), lattice};
+  options.kept = nullptr;
+  options.direct = false;
+  options.outline = true;
+  for (const auto& [quality, work] : most) {
+    if (quality < lattice.quality) continue;
+    root.lattice.quality = quality;
+    Program program;
+    const bool built = Builder(options, program).build(root).empty();
+    if (!built || workPerSample(program, lattice.pitch) <= work) return quality;
+  }
+  return Quality::draft;
 }
 
 std::string buildProgram(const CIImage& image, const Lattice& lattice, const ProgramOptions& options,

@@ -23,7 +23,7 @@
 namespace vello {
 
 // An edge along which samples are interpolated: from another step's samples, or straight from a bitmap's
-// texels, which are interpolated in their encoded form.
+// texels. Those of full size are interpolated in their encoded form, means of several as the light they are.
 struct GridEdge {
   int step = -1;                        // or, when negative:
   const TexelSource* source = nullptr;  // whose texels of `level` are read
@@ -33,6 +33,7 @@ struct GridEdge {
   IndexRect valid;  // samples beyond it are transparent, or the nearest one when `clamp` is set
   bool clamp = false;
   bool exact = false;  // a texel for every sample, nothing to interpolate
+  bool encoded() const { return source && level == 0; }
 };
 
 struct Step {
@@ -86,8 +87,9 @@ struct ProgramOptions {
   // Renders the root of a program whole: how tables, reductions and foreign frames get their pixels.
   std::function<std::string(Program&, const IndexRect&, Buffer&)> renderWhole;
   InstructionSet set = InstructionSet::baseline;  // that texels are read with
-  bool direct = false;  // every separable kernel as its plain sum: what the reference is computed from
-  int depth = 0;        // of programs within programs
+  bool direct = false;   // every separable kernel as its plain sum: what the reference is computed from
+  bool outline = false;  // only to see its steps: no bitmap is opened
+  int depth = 0;         // of programs within programs
 };
 
 // The steps that the root's samples are computed from, its own among them.
@@ -95,6 +97,13 @@ std::vector<bool> stepsRead(const Program& program);
 
 // The bitmap whose texels the root shows moved or cut and otherwise as they are, or null.
 const TexelSource* movedTexels(const Program& program);
+
+// The best quality, at most the lattice's, that is worth its work: a preview of a whole screen should take
+// some tenths of a second at most, or a few seconds where it would look like something else. Follows from the
+// recipe and the pitch alone.
+Quality affordableQuality(const CIImage& image, const Lattice& lattice, ProgramOptions options);
+// Whether the image's samples will be means of finer ones.
+bool isFinerThanAsked(const CIImage& image, const Lattice& lattice);
 
 // Returns the error, empty on success.
 std::string buildProgram(const CIImage& image, const Lattice& lattice, const ProgramOptions& options,

@@ -33,7 +33,7 @@ double filterBytes(const Step& step, const IndexRect& region) {
            (together + 4) * static_cast<double>(filteredRegion(step, region).width()) * kSampleBytes;
   }
   const AxisStage &x = *step.axisX, &y = *step.axisY;
-  const bool scattered = y.type() == AxisStage::Type::reduce;
+  const bool scattered = y.coarser();
   const auto rows = static_cast<double>(scattered ? y.count() / y.factor() + 3 : y.count() + 1);
   const auto width =
       static_cast<double>(scattered ? x.inputFor({region.x0, region.x1}).size() : region.width());

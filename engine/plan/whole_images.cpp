@@ -12,15 +12,16 @@ constexpr double kLargestWhole = 1 << 28;  // samples
 constexpr int64_t kReduceBlock = 256;
 
 // The whole of an image, on a lattice coarse enough for `most` samples.
-Buffer renderWhole(const NodePtr& image, double pitch, double most, const ProgramOptions& options,
+Buffer renderWhole(const NodePtr& image, Lattice lattice, double most, const ProgramOptions& options,
                    std::string& error) {
   if (isInfinite(image->extent)) {
     error = "an image that is read whole is unbounded";
     return {};
   }
-  Lattice lattice{0, 0, pitch};
+  lattice.ox = lattice.oy = 0;
   while (covering(image->extent, lattice).area() > most) lattice.pitch *= 2;
   ProgramOptions inner = options;
+  inner.outline = false;
   ++inner.depth;
   Program program;
   error = buildProgram(CIImage(image), lattice, inner, program);
@@ -66,7 +67,7 @@ Bitmap foreignFrame(const Node& node, const void* kernel, const ProgramOptions& 
   std::vector<FrameBytes> inputs;
   std::vector<EightBitFrame> frames;
   for (const NodePtr& input : node.inputs) {
-    inputs.push_back(frameOf(renderWhole(input, 1, kLargestWhole, options, error), options));
+    inputs.push_back(frameOf(renderWhole(input, {}, kLargestWhole, options, error), options));
     if (!error.empty()) return {};
     frames.push_back(inputs.back().frame);
   }
@@ -106,16 +107,17 @@ void makeProbe(const Node& node, double pitch, std::unique_ptr<std::max_align_t[
 
 Table wholeTable(const NodePtr& image, const ProgramOptions& options, std::vector<Px>& samples,
                  std::string& error) {
-  const Buffer buffer = renderWhole(image, 1, kLargestTable, options, error);
+  const Buffer buffer = renderWhole(image, {}, kLargestTable, options, error);
   const IndexRect& r = buffer.rect();
   for (int64_t j = r.y0; j < r.y1; ++j)
     for (int64_t i = r.x0; i < r.x1; ++i) samples.push_back(buffer.get(i, j));
   return {samples.data(), static_cast<int>(r.width()), static_cast<int>(r.height())};
 }
 
-Values wholeReduction(const Node& node, double pitch, const ProgramOptions& options, std::string& error) {
+Values wholeReduction(const Node& node, const Lattice& lattice, const ProgramOptions& options,
+                      std::string& error) {
   Values found;
-  const Buffer buffer = renderWhole(node.inputs[0], pitch, kLargestWhole, options, error);
+  const Buffer buffer = renderWhole(node.inputs[0], lattice, kLargestWhole, options, error);
   if (!error.empty()) return found;
   const KernelOps& ops = *node.ops;
   const size_t units =

@@ -17,7 +17,8 @@ void makeProbe(const Node& node, double pitch, std::unique_ptr<std::max_align_t[
 Table wholeTable(const NodePtr& image, const ProgramOptions& options, std::vector<Px>& samples,
                  std::string& error);
 // Runs a reduce kernel over its image, in blocks that are merged by index.
-Values wholeReduction(const Node& node, double pitch, const ProgramOptions& options, std::string& error);
+Values wholeReduction(const Node& node, const Lattice& lattice, const ProgramOptions& options,
+                      std::string& error);
 // The picture of a raster or frame kernel, `scale` texels an image unit, its lower left corner at its
 // extent's.
 Bitmap wholePicture(const Node& node, double scale, const ProgramOptions& options, std::string& error);

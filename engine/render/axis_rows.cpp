@@ -139,20 +139,16 @@ class ScatteredRows : public StagedRows {
         width_(input().width()),
         open_(width_),
         weights_(static_cast<size_t>(y_.count())),
-        next_(out.y1 - 1) {
-    y_.weigh(0, weights_.data());
-  }
+        next_(out.y1 - 1) {}
 
   void take(int64_t row, const Run* samples) override {
-    const int64_t factor = y_.factor(), offset = y_.inputFor({0, 1}).begin;
-    // Output o begins at o * factor + offset.
-    while (next_ >= out_.y0 && row < next_ * factor + offset + y_.count()) open(next_--);
+    while (next_ >= out_.y0 && row < y_.inputFor({next_, next_ + 1}).end) open(next_--);
     if (!samples) return;
     outs_[0].clear(), outs_[1].clear(), outs_[2].clear(), outs_[3].clear();
     factors_.clear();
-    for (int64_t o = next_ + 1; o < out_.y1 && o * factor + offset <= row; ++o) {
-      const int64_t t = row - (o * factor + offset);
-      if (t >= y_.count()) break;
+    for (int64_t o = next_ + 1; o < out_.y1; ++o) {
+      const int64_t t = row - y_.weigh(o, weights_.data());
+      if (t < 0) break;
       const Run sums = open_.at(o);
       outs_[0].push_back(sums.r), outs_[1].push_back(sums.g), outs_[2].push_back(sums.b);
       outs_[3].push_back(sums.a);
@@ -192,7 +188,7 @@ class ScatteredRows : public StagedRows {
 
 std::unique_ptr<AxisRows> AxisRows::create(const Step& step, const IndexRect& out, const RowLoops& loops) {
   if (step.chords) return extremeRows(*step.chords, filteredRegion(step, out), out, loops);
-  if (step.axisY->type() == AxisStage::Type::reduce) return std::make_unique<ScatteredRows>(step, out, loops);
+  if (step.axisY->coarser()) return std::make_unique<ScatteredRows>(step, out, loops);
   if (step.axisY->flat()) return std::make_unique<MeanRows>(step, out, loops);
   return std::make_unique<GatheredRows>(step, out, loops);
 }

@@ -49,6 +49,7 @@ void ColumnFilter::plane(const float* in, float* out) {
       return reduced(in, out);
     case AxisStage::Type::expand:
       return expanded(in, out);
+    case AxisStage::Type::area:
     case AxisStage::Type::resample:
       return resampled(in, out);
     case AxisStage::Type::repeat:

@@ -47,6 +47,9 @@ struct RenderRequest {
   // Told rectangles of the bitmap that are finished (rows from the top, x0 <= x < x1), from the rendering
   // threads, one at a time. With it, the middle of the picture is rendered first.
   std::function<void(const IndexRect&)> finished = nullptr;
+  // At a pitch above 1, settled samples look like the finished picture scaled down; drafts, made while
+  // somebody drags, may be harder or softer.
+  Quality quality = Quality::settled;
 };
 
 struct RenderStatistics {

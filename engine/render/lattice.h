@@ -10,8 +10,18 @@
 
 namespace vello {
 
+// How much finer than the samples asked for a render may compute what would otherwise not look like the
+// picture scaled down.
+enum class Quality {
+  settled,  // whatever needs it
+  lean,     // what reads other places than its own, or is nothing on means: more would take too long
+  draft,    // nothing
+};
+
 struct Lattice {
   double ox = 0, oy = 0, pitch = 1;
+  Quality quality = Quality::settled;
+  int halved = 0;  // how often the pitch has been halved already, for kernels that need finer samples
   double x(int64_t i) const { return ox + (static_cast<double>(i) + 0.5) * pitch; }
   double y(int64_t j) const { return oy + (static_cast<double>(j) + 0.5) * pitch; }
   friend bool operator==(const Lattice&, const Lattice&) = default;

@@ -190,6 +190,7 @@ std::string PreviewRenderer::Worker::prepare(Running& frame) {
   if (frame.dragging()) {
     frame.scale = costs_.finestWithin(wanted.budget, frame.shape, frame.samples());
     frame.request.pitch *= kFrameScales[frame.scale];
+    frame.request.quality = Quality::draft;
     frame.layout = *context_.layoutFor(frame.request, layout_, &error);
   }
   const bool coarsest = frame.scale + 1 == kFrameScales.size();

@@ -129,7 +129,7 @@ class ReferenceEvaluator {
     return step.straight ? straightened(p) : p;
   }
 
-  // One sample of an edge's grid: linear from a step, encoded from a source.
+  // One sample of an edge's grid: encoded from a bitmap at full size, else linear.
   Px gridSample(const GridEdge& edge, int64_t i, int64_t j) const {
     if (edge.clamp) {
       i = std::clamp(i, edge.valid.x0, edge.valid.x1 - 1);
@@ -141,7 +141,7 @@ class ReferenceEvaluator {
       return isStraight(edge.step) ? premultiplied(p) : p;
     }
     Px p;
-    edge.source->readEncoded(edge.level, j, i, 1, {&p.r, &p.g, &p.b, &p.a});
+    edge.source->readLevel(edge.level, j, i, 1, {&p.r, &p.g, &p.b, &p.a});
     return p;
   }
 
@@ -170,7 +170,7 @@ class ReferenceEvaluator {
     sum.add(gridSample(edge, gi, gj + 1), (1 - s) * t);
     sum.add(gridSample(edge, gi + 1, gj + 1), s * t);
     Px p = sum.px();
-    if (edge.source) edge.source->linearize(1, {&p.r, &p.g, &p.b, &p.a});
+    if (edge.encoded()) edge.source->linearize(1, {&p.r, &p.g, &p.b, &p.a});
     return p;
   }
 

@@ -8,6 +8,7 @@
 #include <mutex>
 #include <numeric>
 
+#include "engine/filters/output_range.h"
 #include "engine/plan/explanation.h"
 #include "engine/render/floating_point_mode.h"
 #include "engine/render/frame_gate.h"
@@ -109,13 +110,14 @@ RenderJob::RenderJob(const ContextOptions& options, const RenderRequest& request
       limit_(options.memoryLimit > 0 ? options.memoryLimit : defaultMemoryLimit()),
       storeLimit_(options.storeLimit > 0 ? options.storeLimit : std::min(kStoreLimit, limit_ / 4)),
       threads_(options.threads > 0 ? options.threads : coreCount()),
-      set_(std::min(options.instructionSet, bestInstructionSet())) {
+      set_(std::min(options.instructionSet, bestInstructionSet())),
+      recipe_(request.image) {
   const double p = request.pitch;
   const auto width = static_cast<int64_t>(std::ceil(request.rect.size.width / p - 1e-6));
   const auto height = static_cast<int64_t>(std::ceil(request.rect.size.height / p - 1e-6));
   // The top row lies at the rectangle's upper edge.
   const double left = request.rect.origin.x, top = request.rect.origin.y + request.rect.size.height;
-  lattice_ = {left - std::floor(left / p) * p, top - std::floor(top / p) * p, p};
+  lattice_ = {left - std::floor(left / p) * p, top - std::floor(top / p) * p, p, request.quality};
   frame_.x0 = static_cast<int64_t>(std::floor(left / p));
   frame_.y1 = static_cast<int64_t>(std::floor(top / p));
   frame_.x1 = frame_.x0 + width;
@@ -138,13 +140,23 @@ ProgramOptions RenderJob::programOptions() {
 }
 
 std::string RenderJob::build(Program& program) {
-  return buildProgram(request_.image, lattice_, programOptions(), program);
+  return buildProgram(recipe_, lattice_, programOptions(), program);
+}
+
+// Finds out how fine the samples may be. Means of finer ones are taken of what the result can hold, not of
+// light beyond that.
+void RenderJob::settle(const PixelLayout& layout, const ColorSpacePtr& space) {
+  lattice_.quality = affordableQuality(request_.image, lattice_, programOptions());
+  const bool clips = !layout.isFloat && space && space->model() == ColorSpace::Model::rgb;
+  if (clips && isFinerThanAsked(request_.image, lattice_))
+    recipe_ = withinRange(request_.image, *space, working_);
 }
 
 std::string RenderJob::run(const PixelLayout& layout, const ColorSpacePtr& space, uint8_t* pixels) {
   const FloatingPointMode mode;
   std::optional<FrameGate::Frame> frame;
   if (options_.frame) frame.emplace(FrameGate::shared());
+  settle(layout, space);
   keepCommon();
   const PixelWriter writer(layout, space, working_, set_);
   std::string error;
@@ -418,6 +430,7 @@ std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& 
                                 const BandCallbacks& callbacks) {
   const FloatingPointMode mode;
   Program program;
+  settle(layout, space);
   if (std::string error = build(program); !error.empty()) return error;
   const PixelWriter writer(layout, space, working_, set_);
   program.encoded = staysEncoded(program, writer);
@@ -532,6 +545,7 @@ bool RenderJob::readsInBands(const Bitmap& bitmap) {
 std::string RenderJob::explain(RenderPlan& plan) {
   const FloatingPointMode mode;
   Program program;
+  settle({}, nullptr);
   if (std::string error = build(program); !error.empty()) return error;
   std::vector<Part> parts = planParts(program, frame_, partOptions(false));
   plan.predictedBytes = peak_;  // held while the program was built

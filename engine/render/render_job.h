@@ -37,6 +37,7 @@ class RenderJob {
 
   ProgramOptions programOptions();
   std::string build(Program& program);
+  void settle(const PixelLayout& layout, const ColorSpacePtr& space);
   void keepCommon();
   void keep(const Program& program, const NodePtr& node, std::optional<Regions>& regions);
   bool keptReach(const Program& program, const Regions& regions);
@@ -75,6 +76,7 @@ class RenderJob {
   const int threads_;
   const InstructionSet set_;
   std::function<std::shared_ptr<const KeptSamples>(const Digest&, const Lattice&)> kept_;
+  CIImage recipe_;  // what is rendered of the request
   Lattice lattice_;
   IndexRect frame_;
   double keptBytes_ = 0;  // of samples in memory that later parts read

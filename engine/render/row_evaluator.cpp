@@ -308,7 +308,7 @@ void RowEvaluator::fillGrid(int index, int e, Grid& grid) {
   const Scratch row(box.width());
   for (int64_t j = box.y1 - 1; j >= box.y0; --j) {
     checkAbandoned();
-    edge.source->readEncoded(edge.level, j, box.x0, static_cast<int>(box.width()), row.run());
+    edge.source->readLevel(edge.level, j, box.x0, static_cast<int>(box.width()), row.run());
     grid.setRow(j, row.run(), loops_);
   }
 }
@@ -474,7 +474,7 @@ void RowEvaluator::texels(const Step& step, int64_t j, int64_t i, int n, const R
 }
 
 void RowEvaluator::readTexels(const TexelSource& source, int64_t j, int64_t i, int n, const Run& out) const {
-  if (program_.encoded) return source.readEncoded(0, j, i, n, out);
+  if (program_.encoded) return source.readLevel(0, j, i, n, out);
   source.readLinear(j, i, n, out);
 }
 
@@ -486,7 +486,7 @@ void RowEvaluator::interpolate(const GridEdge& edge, const Samples& grid, const 
   loops_.gridTaps(u, v, grid.frame, taps, n);
   float* const planes[] = {out.r, out.g, out.b, out.a};
   loops_.interpolate(grid.samples, grid.stride, taps, planes, n);
-  if (edge.source && !program_.encoded) edge.source->linearize(n, out);
+  if (edge.encoded() && !program_.encoded) edge.source->linearize(n, out);
 }
 
 void RowEvaluator::scale(const Run& run, const float* gain, int n) const {

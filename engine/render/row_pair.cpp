@@ -44,7 +44,7 @@ void RowPair::read(int64_t j, const RowLoops& loops) {
     return;
   }
   const Run run = texels_.run();
-  edge_.source->readEncoded(edge_.level, j, box_.x0, static_cast<int>(box_.width()), run);
+  edge_.source->readLevel(edge_.level, j, box_.x0, static_cast<int>(box_.width()), run);
   const float* const planes[] = {run.r, run.g, run.b, run.a};
   loops.interleave(planes, to + 4, box_.width());
   std::memset(to, 0, 4 * sizeof(float));

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <utility>
-#include <vector>
 
 #include "engine/render/buffer.h"
 
@@ -10,7 +9,7 @@ namespace vello {
 
 TexelSource::TexelSource(const Bitmap& bitmap, const ColorSpacePtr& working, InstructionSet set,
                          std::shared_ptr<TexelPyramid> pyramid)
-    : reader_(bitmap, working, set), pyramid_(std::move(pyramid)) {
+    : reader_(bitmap, working, set), loops_(rowLoops(set)), pyramid_(std::move(pyramid)) {
   for (int level = TexelPyramid::kLowestLevel; pyramid_ && level < pyramid_->levels(); ++level)
     levels_.push_back(std::make_unique<PixelReader>(pyramid_->level(level), working, set));
 }
@@ -19,42 +18,50 @@ void TexelSource::readLinear(int64_t j, int64_t i, int n, const Run& out) const 
   reader_.readLinear(reader_.bitmap().height() - 1 - j, i, n, {out.r, out.g, out.b, out.a});
 }
 
-void TexelSource::readEncoded(int level, int64_t j, int64_t i, int n, const Run& out) const {
+void TexelSource::readLevel(int level, int64_t j, int64_t i, int n, const Run& out) const {
   const auto kept = static_cast<size_t>(level - TexelPyramid::kLowestLevel);
   if (level >= TexelPyramid::kLowestLevel && kept < levels_.size()) {
     pyramid_->need(level, j, i, n);
     const PixelReader& reader = *levels_[kept];
-    return reader.readEncoded(reader.bitmap().height() - 1 - j, i, n, {out.r, out.g, out.b, out.a});
+    return reader.readLinear(reader.bitmap().height() - 1 - j, i, n, {out.r, out.g, out.b, out.a});
   }
   if (level > 0) return average(level, j, i, n, out);
   reader_.readEncoded(reader_.bitmap().height() - 1 - j, i, n, {out.r, out.g, out.b, out.a});
 }
+
+namespace {
+
+// Adds neighbours in pairs; the last one stays alone where their number is odd.
+int64_t addPairs(const float* in, float* out, int64_t n) {
+  for (int64_t k = 0; k < n / 2; ++k) out[k] = in[2 * k] + in[2 * k + 1];
+  if (n % 2 != 0) out[n / 2] = in[n - 1];
+  return (n + 1) / 2;
+}
+
+}  // namespace
 
 void TexelSource::average(int level, int64_t j, int64_t i, int n, const Run& out) const {
   const int64_t side = int64_t{1} << level;
   const int64_t height = reader_.bitmap().height(), width = reader_.bitmap().width();
   const int64_t firstRow = j * side, rows = std::min(side, height - firstRow);
   const int64_t first = i * side, columns = std::min(n * side, width - first);
-  std::vector<double> sums(static_cast<size_t>(n) * 4);
-  Scratch line(columns);
-  const Run texels = line.run();
+  const Scratch sums(columns), line(columns);
   for (int64_t row = 0; row < rows; ++row) {
-    readLinear(firstRow + row, first, static_cast<int>(columns), texels);
-    for (int64_t k = 0; k < columns; ++k) {
-      double* sum = &sums[static_cast<size_t>(k >> level) * 4];
-      sum[0] += texels.r[k];
-      sum[1] += texels.g[k];
-      sum[2] += texels.b[k];
-      sum[3] += texels.a[k];
-    }
+    const Run& to = row == 0 ? sums.run() : line.run();
+    readLinear(firstRow + row, first, static_cast<int>(columns), to);
+    if (row > 0)
+      for (float* Run::*c : {&Run::r, &Run::g, &Run::b, &Run::a})
+        loops_.add(sums.run().*c, line.run().*c, sums.run().*c, columns);
   }
-  for (int k = 0; k < n; ++k) {
-    const double count = static_cast<double>(rows * std::min(side, columns - k * side));
-    const double* sum = &sums[static_cast<size_t>(k) * 4];
-    out.set(k, {static_cast<float>(sum[0] / count), static_cast<float>(sum[1] / count),
-                static_cast<float>(sum[2] / count), static_cast<float>(sum[3] / count)});
+  const auto area = static_cast<float>(rows * side);
+  const int64_t cut = columns % side;  // columns of the last texel, where it has fewer than others
+  for (float* Run::*c : {&Run::r, &Run::g, &Run::b, &Run::a}) {
+    float *from = sums.run().*c, *to = line.run().*c;
+    int64_t left = columns;
+    for (int k = 0; k < level; ++k, std::swap(from, to)) left = addPairs(from, to, left);
+    for (int64_t k = 0; k < left; ++k) (out.*c)[k] = from[k] / area;
+    if (cut > 0) (out.*c)[left - 1] *= static_cast<float>(side) / static_cast<float>(cut);
   }
-  reader_.encode(n, {out.r, out.g, out.b, out.a});
 }
 
 }  // namespace vello

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "engine/filters/kernel_ops.h"
+#include "engine/render/row_loops.h"
 #include "engine/render/texel_pyramid.h"
 #include "platform/pixel_conversion.h"
 
@@ -20,9 +21,9 @@ class TexelSource {
   int64_t height(int level) const { return levelSize(reader_.bitmap().height(), level); }
   // Full-size texels [i, i + n) of row j (0 is the lowest) as premultiplied linear colour.
   void readLinear(int64_t j, int64_t i, int n, const Run& out) const;
-  // Premultiplied encoded colour, as interpolation between texels takes it. An averaged texel is the mean in
-  // linear light of the texels that exist.
-  void readEncoded(int level, int64_t j, int64_t i, int n, const Run& out) const;
+  // As interpolation takes them: full-size texels as premultiplied encoded colour; of a higher level the
+  // means of those that exist, premultiplied and linear.
+  void readLevel(int level, int64_t j, int64_t i, int n, const Run& out) const;
   // The space of what is encoded.
   const ColorSpacePtr& space() const { return reader_.encodedSpace(); }
   // In place: premultiplied encoded to premultiplied linear.
@@ -33,6 +34,7 @@ class TexelSource {
   void average(int level, int64_t j, int64_t i, int n, const Run& out) const;
 
   PixelReader reader_;
+  const RowLoops& loops_;
   std::shared_ptr<TexelPyramid> pyramid_;
   std::vector<std::unique_ptr<PixelReader>> levels_;  // of the pyramid
 };
