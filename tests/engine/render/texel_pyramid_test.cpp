@@ -113,7 +113,7 @@ TEST(TexelPyramidTest, ShownSmallAPictureLooksAsWithoutIt) {
     const auto size = [&](int pixels) { return static_cast<int64_t>(std::ceil(pixels / pitch)); };
     const CGRect all{{0, 0}, {640, 480}};
     EXPECT_LE(testing::largestStep(testing::rendered(image, all, rgba8(size(640), size(480)), session, pitch),
-                          testing::rendered(image, all, rgba8(size(640), size(480)), {}, pitch)),
+                                   testing::rendered(image, all, rgba8(size(640), size(480)), {}, pitch)),
               2)
         << pitch;
   }
