@@ -6,6 +6,7 @@
 
 #include "engine/filters/kernel_ops.h"
 #include "engine/render/lattice.h"
+#include "engine/render/sample_block.h"
 
 namespace vello {
 
@@ -38,13 +39,12 @@ class Buffer {
 // A run of samples that owns its memory.
 class Scratch {
  public:
-  explicit Scratch(int64_t n)
-      : n_(n), data_(std::make_unique_for_overwrite<float[]>(static_cast<size_t>(n) * 4)) {}
+  explicit Scratch(int64_t n) : n_(n), data_(static_cast<size_t>(n) * 4) {}
   Run run() const { return {data_.get(), data_.get() + n_, data_.get() + 2 * n_, data_.get() + 3 * n_}; }
 
  private:
   int64_t n_;
-  std::unique_ptr<float[]> data_;
+  SampleBlock data_;
 };
 
 inline Run advanced(const Run& r, int64_t by) { return {r.r + by, r.g + by, r.b + by, r.a + by}; }

@@ -34,7 +34,7 @@ GridFrame gridFrame(const GridEdge& edge, const IndexRect& box) {
 Grid::Grid(const GridEdge& edge, const IndexRect& box) : box_(box), frame_(gridFrame(edge, box)) {
   const IndexRect all = withMargin(box);
   const auto count = static_cast<size_t>(all.width() * all.height() * 4);
-  samples_ = std::make_unique_for_overwrite<float[]>(count);
+  samples_ = SampleBlock(count);
   // Rows and columns beyond the box: what lies beyond the edge's valid samples is transparent.
   const auto row = static_cast<size_t>(all.width() * 4);
   std::memset(samples_.get(), 0, row * sizeof(float));

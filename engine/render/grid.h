@@ -2,10 +2,9 @@
 // step, or premultiplied encoded texels of a bitmap. Around the edge's valid samples lie transparent ones.
 #pragma once
 
-#include <memory>
-
 #include "engine/plan/program.h"
 #include "engine/render/row_loops.h"
+#include "engine/render/sample_block.h"
 
 namespace vello {
 
@@ -33,7 +32,7 @@ class Grid {
 
   IndexRect box_;
   GridFrame frame_{};
-  std::unique_ptr<float[]> samples_;
+  SampleBlock samples_;
 };
 
 }  // namespace vello

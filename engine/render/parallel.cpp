@@ -9,6 +9,8 @@
 #include <thread>
 #include <vector>
 
+#include "engine/render/sample_block.h"
+
 namespace vello {
 
 bool runParts(int64_t count, int threads, const std::function<bool(int64_t)>& part) {
@@ -17,6 +19,7 @@ bool runParts(int64_t count, int threads, const std::function<bool(int64_t)>& pa
   std::exception_ptr problem;
   std::mutex mutex;
   const auto work = [&] {
+    const SampleArena arena;
     try {
       for (int64_t i; good && (i = next++) < count;)
         if (!part(i)) good = false;

@@ -21,7 +21,7 @@ RowPair::RowPair(const GridEdge& edge, const IndexRect& box)
     : edge_(edge),
       box_(box),
       frame_(gridFrame(edge, box)),
-      samples_(std::make_unique_for_overwrite<float[]>(static_cast<size_t>(frame_.stride) * 8)),
+      samples_(static_cast<size_t>(frame_.stride) * 8),
       texels_(box.width()),
       held_{kNone, kNone} {}
 

@@ -29,7 +29,7 @@ class RowPair {
   const GridEdge& edge_;
   const IndexRect box_;
   GridFrame frame_;
-  std::unique_ptr<float[]> samples_;
+  SampleBlock samples_;
   Scratch texels_;
   int64_t held_[2];  // the rows at hand
 };

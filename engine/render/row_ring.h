@@ -2,9 +2,9 @@
 #pragma once
 
 #include <cstring>
-#include <vector>
 
 #include "engine/filters/kernel_ops.h"
+#include "engine/render/sample_block.h"
 
 namespace vello {
 
@@ -25,12 +25,12 @@ class RowRing {
   }
   bool holds(int64_t row) const { return row <= top_ && row > top_ - rows_; }
   Run at(int64_t row) const {
-    float* p = const_cast<float*>(samples_.data()) + slot(row) * 4 * stride_;
+    float* p = samples_.get() + slot(row) * 4 * stride_;
     return {p, p + stride_, p + 2 * stride_, p + 3 * stride_};
   }
   // From a channel of a row to the next.
   int64_t planeStride() const { return stride_; }
-  double bytes() const { return static_cast<double>(samples_.capacity() * sizeof(float)); }
+  double bytes() const { return static_cast<double>(samples_.size() * sizeof(float)); }
 
  private:
   int64_t slot(int64_t row) const { return row & (capacity_ - 1); }  // a power of two
@@ -39,7 +39,8 @@ class RowRing {
     RowRing larger;
     larger.stride_ = stride_;
     larger.capacity_ = capacity_ == 0 ? 1 : capacity_ * 2;
-    larger.samples_.resize(static_cast<size_t>(larger.capacity_ * 4 * stride_));
+    larger.samples_ = SampleBlock(static_cast<size_t>(larger.capacity_ * 4 * stride_));
+    std::memset(larger.samples_.get(), 0, larger.samples_.size() * sizeof(float));
     for (int64_t row = top_; row > top_ - rows_; --row)
       std::memcpy(larger.at(row).r, at(row).r, static_cast<size_t>(4 * stride_) * sizeof(float));
     samples_ = std::move(larger.samples_);
@@ -47,7 +48,7 @@ class RowRing {
   }
 
   int64_t stride_ = 0, capacity_ = 0, top_ = 0, rows_ = 0;
-  std::vector<float> samples_;
+  SampleBlock samples_;
 };
 
 }  // namespace vello
