@@ -1,5 +1,7 @@
 #include "hosts/cli/streamed_render.h"
 
+#include <future>
+
 #include "hosts/cli/stopwatch.h"
 #include "platform/streamed_writer.h"
 
@@ -15,7 +17,8 @@ bool isOpaque(const uint8_t* row, const PixelLayout& layout) {
   return all == 0xFF;
 }
 
-// Takes the finished bands. Pixels that are all opaque, as far as they are seen, are written without alpha.
+// Takes the finished bands, and writes one while the next is computed. Pixels that are all opaque, as far as
+// they are seen, are written without alpha.
 class BandWriter {
  public:
   BandWriter(const StreamedRequest& request, const PixelLayout& rendered, StreamedResult& result)
@@ -23,16 +26,17 @@ class BandWriter {
         leavesAlphaOut_(rendered.hasAlpha() && !request.picture.keepAlpha),
         result_(result),
         writer_(request.output, written(), request.picture.space, request.options) {}
+  // Errors are those of the band before.
   std::string write(int64_t firstRow, int64_t rows, const uint8_t* bytes, int64_t bytesPerRow) {
     const SecondsSpent spent(result_.writeSeconds);
-    for (int64_t y = 0; leavesAlphaOut_ && y < rows; ++y) {
-      result_.needsAlpha = result_.needsAlpha || !isOpaque(bytes + y * bytesPerRow, rendered_);
-    }
-    if (result_.needsAlpha) return "the result is not opaque";
-    return writer_.write(firstRow, rows, bytes, bytesPerRow);
+    if (std::string error = wait(); !error.empty()) return error;
+    band_.assign(bytes, bytes + rows * bytesPerRow);
+    writing_ = std::async(std::launch::async, [=, this] { return writeBand(firstRow, rows, bytesPerRow); });
+    return {};
   }
   std::string finish() {
     const SecondsSpent spent(result_.writeSeconds);
+    if (std::string error = wait(); !error.empty()) return error;
     return writer_.finish();
   }
   const StreamedPictureWriter& writer() const { return writer_; }
@@ -43,10 +47,21 @@ class BandWriter {
     if (leavesAlphaOut_) layout.alpha = AlphaInfo::noneSkipLast;
     return layout;
   }
+  std::string wait() { return writing_.valid() ? writing_.get() : std::string(); }
+  std::string writeBand(int64_t firstRow, int64_t rows, int64_t bytesPerRow) {
+    for (int64_t y = 0; leavesAlphaOut_ && y < rows; ++y) {
+      result_.needsAlpha = result_.needsAlpha || !isOpaque(band_.data() + y * bytesPerRow, rendered_);
+    }
+    if (result_.needsAlpha) return "the result is not opaque";
+    return writer_.write(firstRow, rows, band_.data(), bytesPerRow);
+  }
+
   const PixelLayout rendered_;
   const bool leavesAlphaOut_;
   StreamedResult& result_;
   StreamedPictureWriter writer_;
+  std::vector<uint8_t> band_;
+  std::future<std::string> writing_;  // the last: it is waited for before anything it uses goes
 };
 
 // Provides what a band reads and gives back what the bands before it were the last to read. What is kept

@@ -21,7 +21,7 @@ struct StreamedResult {
   std::string error;        // empty on success, else the file is not there
   bool needsAlpha = false;  // not every pixel is opaque: to be done again with keepAlpha, as the error says
   std::vector<std::string> warnings;
-  double decodeSeconds = 0, writeSeconds = 0;
+  double decodeSeconds = 0, writeSeconds = 0;  // that rendering waited for
   bool ok() const { return error.empty(); }
 };
 
