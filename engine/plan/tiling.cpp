@@ -98,8 +98,8 @@ int64_t evenly(int64_t all, int64_t width) {
 // How much longer a render takes than its threads work: some wait while others do the last tiles.
 double waiting(const Tiling& tiling, const IndexRect& frame, int threads) {
   if (threads <= 1) return 1;
-  const auto tiles =
-      static_cast<double>(split(frame.width(), tiling.width) * split(frame.height(), tiling.height));
+  const double tiles = static_cast<double>(split(frame.width(), tiling.width)) *
+                       static_cast<double>(split(frame.height(), tiling.height));
   const double each = tiles / threads;
   return std::ceil(each) / each * (1 + 0.3 / each);
 }
