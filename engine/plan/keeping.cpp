@@ -32,7 +32,7 @@ Survey survey(const Program& program, const IndexRect& frame, const Tiling& tili
       // The outermost and those between them.
       const int64_t column = x * (across - 1) / std::max<int64_t>(1, columns - 1),
                     row = y * (down - 1) / std::max<int64_t>(1, rows - 1);
-      const IndexRect tile = tiles.at(row * across + column);
+      const IndexRect tile = tiles.at(column, row);
       const Regions regions = regionsFor(program, tile, set, movesToPlan(tile));
       seen += tile.area();
       for (size_t k = 0; k < program.steps.size(); ++k) {

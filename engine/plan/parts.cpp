@@ -25,10 +25,11 @@ Step storedInsteadOf(const Step& step) {
 
 // What all tiles of a part need of every step.
 std::vector<IndexRect> readBy(const Program& program, const Part& part, const PartOptions& options) {
-  if (!interpolates(part.passes)) return regionsFor(program, part.rect, options.set).steps;
+  const Tiles tiles{part.rect, part.tiling.width, part.tiling.height};
+  if (!interpolates(part.passes) || tiles.areMany())
+    return regionsFor(program, part.rect, options.set, movesToPlan(part.rect)).steps;
   std::vector<IndexRect> all(program.steps.size());
   std::mutex mutex;
-  const Tiles tiles{part.rect, part.tiling.width, part.tiling.height};
   runParts(tiles.count(), options.threads, [&](int64_t k) {
     const FloatingPointMode mode;
     const Regions regions = regionsFor(program, tiles.at(k), options.set, movesToPlan(tiles.at(k)));

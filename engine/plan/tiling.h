@@ -21,8 +21,12 @@ struct Tiles {
   int64_t across() const { return (frame.width() + width - 1) / width; }
   int64_t down() const { return (frame.height() + height - 1) / height; }
   int64_t count() const { return across() * down(); }
-  IndexRect at(int64_t k) const {
-    const int64_t x = frame.x0 + k % across() * width, y = frame.y1 - k / across() * height;
+  // Of an endless input there are more than can be counted, or looked at.
+  bool areMany() const { return static_cast<double>(across()) * static_cast<double>(down()) > 1e6; }
+  IndexRect at(int64_t k) const { return at(k % across(), k / across()); }
+  // Columns from the left, rows from the top.
+  IndexRect at(int64_t column, int64_t row) const {
+    const int64_t x = frame.x0 + column * width, y = frame.y1 - row * height;
     return intersection(frame, {x, y - height, x + width, y});
   }
 };

@@ -565,14 +565,15 @@ std::string RenderJob::explain(RenderPlan& plan) {
 
 int RenderJob::threadsFor(const Part& part) const {
   const Tiles tiles{part.rect, part.tiling.width, part.tiling.height};
-  return part.rect.empty() ? 0 : static_cast<int>(std::min<int64_t>(threads_, tiles.count()));
+  if (part.rect.empty()) return 0;
+  return tiles.areMany() ? threads_ : static_cast<int>(std::min<int64_t>(threads_, tiles.count()));
 }
 
 // What the neediest tile of a part holds.
 double RenderJob::largestTile(const Program& program, const Part& part) const {
   // Without interpolation all tiles are alike.
-  if (!interpolates(part.passes)) return part.tiling.bytes;
   const Tiles tiles{part.rect, part.tiling.width, part.tiling.height};
+  if (!interpolates(part.passes) || tiles.areMany()) return part.tiling.bytes;
   double most = part.tiling.bytes;
   std::mutex mutex;
   runParts(tiles.count(), threads_, [&](int64_t k) {
