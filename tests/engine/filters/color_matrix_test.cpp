@@ -1,8 +1,8 @@
 // Linear colour filters in a row become one matrix; the picture stays what they make one after the other.
 #include <gtest/gtest.h>
 
-#include "engine/catalogue/filter.h"
 #include "engine/image/node.h"
+#include "tests/engine/filtered.h"
 #include "tests/engine/test_pictures.h"
 
 namespace vello {
@@ -14,7 +14,7 @@ constexpr int kWidth = 40, kHeight = 24;
 
 struct Stage {
   const char* filter;
-  std::vector<std::pair<const char*, Value>> inputs;
+  testing::FilterInputs inputs;
 };
 
 struct Row {
@@ -46,11 +46,7 @@ const Row kRows[] = {
 };
 
 CIImage applied(const Stage& stage, const CIImage& image) {
-  const auto filter = CIFilter::filterWithName(stage.filter);
-  filter->setDefaults();
-  filter->setValueForKey(image, "inputImage");
-  for (const auto& [key, value] : stage.inputs) filter->setValueForKey(value, key);
-  return filter->outputImage();
+  return testing::filtered(image, stage.filter, stage.inputs);
 }
 
 Bitmap developed(const CIImage& image) {

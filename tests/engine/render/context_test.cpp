@@ -4,7 +4,7 @@
 #include <atomic>
 #include <thread>
 
-#include "engine/catalogue/filter.h"
+#include "tests/engine/filtered.h"
 #include "tests/engine/render/probe_kernels.h"
 #include "tests/engine/test_pictures.h"
 
@@ -119,11 +119,7 @@ struct Watched {
 TEST(ContextTest, ARenderNobodyWaitsForStopsWithinARow) {
   const CIImage image = applyKernel(point<Watched>(), {}, {exposed(picture(300, 300))});
   const auto on = [&](const char* name, Value radius) {
-    const auto filter = CIFilter::filterWithName(name);
-    filter->setDefaults();
-    filter->setValueForKey(image, "inputImage");
-    filter->setValueForKey(radius, "inputRadius");
-    return filter->outputImage();
+    return testing::filtered(image, name, {{"inputRadius", radius}});
   };
   const std::pair<const char*, CIImage> rows[] = {
       {"point", image}, {"blur", on("CIGaussianBlur", 30.0)}, {"twirl", on("CITwirlDistortion", 200.0)}};

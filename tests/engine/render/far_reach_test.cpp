@@ -1,7 +1,7 @@
 // Filters that reach far, which the everyday renderer computes by other sums than the plain one.
 #include <gtest/gtest.h>
 
-#include "engine/catalogue/filter.h"
+#include "tests/engine/filtered.h"
 #include "tests/engine/test_pictures.h"
 
 namespace vello {
@@ -14,24 +14,16 @@ using testing::rgba8;
 
 struct FarReach {
   std::string name, filter;
-  std::vector<std::pair<const char*, double>> values;
+  testing::FilterInputs values;
 };
 
-class FarReachTest : public ::testing::TestWithParam<FarReach> {
- protected:
-  static CIImage filtered(const CIImage& image) {
-    const auto filter = CIFilter::filterWithName(GetParam().filter);
-    filter->setDefaults();
-    filter->setValueForKey(image, kCIInputImageKey);
-    for (const auto& [key, value] : GetParam().values) filter->setValueForKey(value, key);
-    return filter->outputImage();
-  }
-};
+class FarReachTest : public ::testing::TestWithParam<FarReach> {};
 
 TEST_P(FarReachTest, IsThePlainResultInTilesOfAnySize) {
   constexpr CGRect rect{{-7, -5}, {229, 143}};
   for (const bool transparent : {false, true}) {
-    const CIImage image = filtered(picture(211, 137, transparent));
+    const CIImage image =
+        testing::filtered(picture(211, 137, transparent), GetParam().filter, GetParam().values);
     const auto bytes = [&](const ContextOptions& options) {
       return rendered(image, rect, rgba8(0, 0), options);
     };

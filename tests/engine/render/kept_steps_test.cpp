@@ -3,38 +3,30 @@
 
 #include <filesystem>
 
-#include "engine/catalogue/filter.h"
 #include "tests/child_process.h"
+#include "tests/engine/filtered.h"
 #include "tests/engine/render/probe_kernels.h"
 #include "tests/engine/test_pictures.h"
 
 namespace vello {
 namespace {
 
+using testing::filtered;
 using testing::picture;
 using testing::rendered;
 using testing::rgba8;
 using testing::rgbaFloat;
 
-using Inputs = std::initializer_list<std::pair<const char*, Value>>;
-
-CIImage on(const CIImage& image, const char* name, const Inputs& inputs = {}) {
-  const auto filter = CIFilter::filterWithName(name);
-  filter->setDefaults();
-  filter->setValueForKey(image, "inputImage");
-  for (const auto& [key, value] : inputs) filter->setValueForKey(value, key);
-  return filter->outputImage();
-}
-
 constexpr int kWidth = 210, kHeight = 165;
 const CGRect kFrame{{-7, 3}, {kWidth, kHeight}};
 
 CIImage softened(const CIImage& image) {
-  return on(on(image, "CIMedianFilter"), "CIMotionBlur", {{"inputRadius", 12.0}, {"inputAngle", 0.6}});
+  return filtered(filtered(image, "CIMedianFilter"), "CIMotionBlur",
+                  {{"inputRadius", 12.0}, {"inputAngle", 0.6}});
 }
 CIImage twirled(const CIImage& image, double angle = 5) {
-  return on(image, "CITwirlDistortion",
-            {{"inputCenter", CIVector{100, 80}}, {"inputRadius", 150.0}, {"inputAngle", angle}});
+  return filtered(image, "CITwirlDistortion",
+                  {{"inputCenter", CIVector{100, 80}}, {"inputRadius", 150.0}, {"inputAngle", angle}});
 }
 
 struct Recipe {
@@ -49,8 +41,8 @@ const Recipe kRecipes[] = {
     {"twirl_over_what_it_turns",
      [] {
        const CIImage soft = softened(picture(kWidth, kHeight));
-       return on(twirled(soft), "CIMultiplyCompositing",
-                 {{"inputBackgroundImage", on(soft, "CIMotionBlur", {{"inputRadius", 5.0}})}});
+       return filtered(twirled(soft), "CIMultiplyCompositing",
+                       {{"inputBackgroundImage", filtered(soft, "CIMotionBlur", {{"inputRadius", 5.0}})}});
      },
      1},
     {"twirls_of_twirls", [] { return twirled(softened(twirled(softened(picture(kWidth, kHeight)))), -3); },
@@ -58,7 +50,7 @@ const Recipe kRecipes[] = {
     {"two_ways_of_one",
      [] {
        const CIImage soft = softened(picture(kWidth, kHeight));
-       return on(twirled(soft), "CIMaximumCompositing", {{"inputBackgroundImage", twirled(soft, -4)}});
+       return filtered(twirled(soft), "CIMaximumCompositing", {{"inputBackgroundImage", twirled(soft, -4)}});
      },
      1},
     {"pages",

@@ -1,37 +1,21 @@
 // Recipes that nobody means well with: each is rendered or refused, in the memory that was allowed.
 #include <gtest/gtest.h>
 
-#include "engine/catalogue/filter.h"
 #include "tests/child_process.h"
+#include "tests/engine/filtered.h"
 #include "tests/engine/render/probe_kernels.h"
 #include "tests/engine/test_pictures.h"
 
 namespace vello {
 namespace {
 
+using testing::filtered;
 using testing::kSanitized;
 using testing::picture;
 using testing::rgba8;
 
-using Inputs = std::initializer_list<std::pair<const char*, Value>>;
-
-CIImage made(const char* name, const Inputs& inputs) {
-  const auto filter = CIFilter::filterWithName(name);
-  filter->setDefaults();
-  for (const auto& [key, value] : inputs) filter->setValueForKey(value, key);
-  return filter->outputImage();
-}
-
-CIImage on(const CIImage& image, const char* name, const Inputs& inputs = {}) {
-  const auto filter = CIFilter::filterWithName(name);
-  filter->setDefaults();
-  filter->setValueForKey(image, "inputImage");
-  for (const auto& [key, value] : inputs) filter->setValueForKey(value, key);
-  return filter->outputImage();
-}
-
 CIImage over(const CIImage& image, const CIImage& background, const char* name = "CISourceOverCompositing") {
-  return on(image, name, {{"inputBackgroundImage", background}});
+  return filtered(image, name, {{"inputBackgroundImage", background}});
 }
 
 template <class Next>
@@ -42,22 +26,22 @@ CIImage times(int count, CIImage image, Next next) {
 
 constexpr int kWidth = 400, kHeight = 300;
 CIImage photo() { return picture(kWidth, kHeight); }
-CIImage board() { return made("CICheckerboardGenerator", {{"inputWidth", 7.0}}); }
+CIImage board() { return filtered({}, "CICheckerboardGenerator", {{"inputWidth", 7.0}}); }
 CIImage blurred(const CIImage& image, double radius) {
-  return on(image, "CIGaussianBlur", {{"inputRadius", radius}});
+  return filtered(image, "CIGaussianBlur", {{"inputRadius", radius}});
 }
 CIImage twirled(const CIImage& image, double angle = 2, double radius = 250) {
-  return on(image, "CITwirlDistortion", {{"inputAngle", angle}, {"inputRadius", radius}});
+  return filtered(image, "CITwirlDistortion", {{"inputAngle", angle}, {"inputRadius", radius}});
 }
-CIImage lighter(const CIImage& image) { return on(image, "CIExposureAdjust", {{"inputEV", 0.1}}); }
+CIImage lighter(const CIImage& image) { return filtered(image, "CIExposureAdjust", {{"inputEV", 0.1}}); }
 CIImage moved(const CIImage& image, const CGAffineTransform& t) {
-  return on(image, "CIAffineTransform", {{"inputTransform", t}});
+  return filtered(image, "CIAffineTransform", {{"inputTransform", t}});
 }
 CIImage tiled(const CIImage& image, const CGAffineTransform& t = {}) {
-  return on(image, "CIAffineTile", {{"inputTransform", t}});
+  return filtered(image, "CIAffineTile", {{"inputTransform", t}});
 }
 CIImage cropped(const CIImage& image, double x, double y, double w, double h) {
-  return on(image, "CICrop", {{"inputRectangle", CIVector{x, y, w, h}}});
+  return filtered(image, "CICrop", {{"inputRectangle", CIVector{x, y, w, h}}});
 }
 CIImage pageTurned(const CIImage& image) {
   return applyKernel(taps<probes::PageTurn, 2, 3>(), {}, {image, image, lighter(image)});
@@ -82,25 +66,25 @@ const Nasty kNasty[] = {
     {"gaussian_1e5_of_endless", [] { return blurred(board(), 1e5); }},
     {"box_1e5",
      [] {
-       return on(photo(), "CIBoxBlur", {{"inputRadius", 1e5}});
+       return filtered(photo(), "CIBoxBlur", {{"inputRadius", 1e5}});
      }},
     {"motion_1e5_slanted",
      [] {
-       return on(photo(), "CIMotionBlur", {{"inputRadius", 1e5}, {"inputAngle", 0.7}});
+       return filtered(photo(), "CIMotionBlur", {{"inputRadius", 1e5}, {"inputAngle", 0.7}});
      }},
     {"ten_motion_blurs_all_ways",
      [] {
        return times(10, photo(), [](const CIImage& i, int k) {
-         return on(i, "CIMotionBlur", {{"inputRadius", 60.0}, {"inputAngle", 0.3 * k}});
+         return filtered(i, "CIMotionBlur", {{"inputRadius", 60.0}, {"inputAngle", 0.3 * k}});
        });
      }},
     {"unsharp_1e5",
      [] {
-       return on(photo(), "CIUnsharpMask", {{"inputRadius", 1e5}});
+       return filtered(photo(), "CIUnsharpMask", {{"inputRadius", 1e5}});
      }},
     {"bloom_1e5_of_endless",
      [] {
-       return on(board(), "CIBloom", {{"inputRadius", 1e5}});
+       return filtered(board(), "CIBloom", {{"inputRadius", 1e5}});
      }},
     {"ten_blurs_between_twirls",
      [] { return times(10, photo(), [](const CIImage& i, int) { return twirled(blurred(i, 20)); }); }},
@@ -114,8 +98,9 @@ const Nasty kNasty[] = {
      [] { return times(999, photo(), [](const CIImage& i, int) { return blurred(i, 0.1); }); }},
     {"999_colour_filters",
      [] {
-       return times(999, photo(),
-                    [](const CIImage& i, int k) { return k % 2 ? on(i, "CIColorInvert") : lighter(i); });
+       return times(999, photo(), [](const CIImage& i, int k) {
+         return k % 2 ? filtered(i, "CIColorInvert") : lighter(i);
+       });
      },
      true},
     {"tile_of_one_pixel",
@@ -204,22 +189,23 @@ const Nasty kNasty[] = {
     {"hundred_clamps",
      [] {
        return times(100, photo(), [](const CIImage& i, int k) {
-         return on(lighter(i), "CIClamp", {{"inputExtent", CIVector{0.5 * k, 0, 300, 200}}});
+         return filtered(lighter(i), "CIClamp", {{"inputExtent", CIVector{0.5 * k, 0, 300, 200}}});
        });
      }},
     {"cells_of_a_million",
      [] {
-       return on(blurred(photo(), 100), "CIPixellate", {{"inputScale", 1e6}});
+       return filtered(blurred(photo(), 100), "CIPixellate", {{"inputScale", 1e6}});
      }},
     {"hundred_cells",
      [] {
        return times(100, photo(), [](const CIImage& i, int k) {
-         return on(i, "CIPixellate", {{"inputScale", 1.0 + k}});
+         return filtered(i, "CIPixellate", {{"inputScale", 1.0 + k}});
        });
      }},
     {"bump_out_of_all_bounds",
      [] {
-       return on(blurred(photo(), 5), "CIBumpDistortion", {{"inputScale", -100.0}, {"inputRadius", 1e6}});
+       return filtered(blurred(photo(), 5), "CIBumpDistortion",
+                       {{"inputScale", -100.0}, {"inputRadius", 1e6}});
      }},
     {"twirl_of_a_thousand_turns_of_endless", [] { return twirled(blurred(board(), 3), 1e3, 1e6); }},
     {"64_times_over_itself",
@@ -234,14 +220,14 @@ const Nasty kNasty[] = {
     {"forty_masks_of_masks",
      [] {
        return times(40, photo(), [](const CIImage& i, int k) {
-         return on(i, "CIBlendWithMask",
-                   {{"inputBackgroundImage", twirled(i, 0.1 * k)}, {"inputMaskImage", blurred(i, 2)}});
+         return filtered(i, "CIBlendWithMask",
+                         {{"inputBackgroundImage", twirled(i, 0.1 * k)}, {"inputMaskImage", blurred(i, 2)}});
        });
      }},
     {"three_hundred_gradients",
      [] {
        return times(300, photo(), [](const CIImage& i, int k) {
-         return over(made("CIRadialGradient", {{"inputRadius0", 1.0 * k}, {"inputRadius1", 1e30}}), i,
+         return over(filtered({}, "CIRadialGradient", {{"inputRadius0", 1.0 * k}, {"inputRadius1", 1e30}}), i,
                      "CIScreenBlendMode");
        });
      },

@@ -6,10 +6,10 @@
 #include <future>
 #include <mutex>
 
-#include "engine/catalogue/filter.h"
 #include "engine/filters/kinds.h"
 #include "engine/image/node.h"
 #include "engine/render/frame_gate.h"
+#include "tests/engine/filtered.h"
 #include "tests/engine/test_pictures.h"
 
 namespace vello {
@@ -66,11 +66,7 @@ CIImage through(const CIImage& image) {
 }
 
 CIImage exposed(const CIImage& image, double ev) {
-  const auto filter = CIFilter::filterWithName("CIExposureAdjust");
-  filter->setDefaults();
-  filter->setValueForKey(image, "inputImage");
-  filter->setValueForKey(ev, "inputEV");
-  return filter->outputImage();
+  return testing::filtered(image, "CIExposureAdjust", {{"inputEV", ev}});
 }
 
 // Another recipe for every token.

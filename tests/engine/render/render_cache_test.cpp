@@ -5,13 +5,14 @@
 
 #include <atomic>
 
-#include "engine/catalogue/filter.h"
 #include "engine/filters/kinds.h"
+#include "tests/engine/filtered.h"
 #include "tests/engine/test_pictures.h"
 
 namespace vello {
 namespace {
 
+using testing::filtered;
 using testing::picture;
 using testing::rendered;
 using testing::rgba8;
@@ -29,14 +30,6 @@ struct Counted {
 };
 
 CIImage counted(const CIImage& image) { return applyKernel(point<Counted>(), {}, {image}); }
-
-CIImage on(const CIImage& image, const char* name, const char* key, const Value& value) {
-  const auto filter = CIFilter::filterWithName(name);
-  filter->setDefaults();
-  filter->setValueForKey(image, "inputImage");
-  filter->setValueForKey(value, key);
-  return filter->outputImage();
-}
 
 struct Frame {
   CGRect rect{{0, 0}, {90, 70}};
@@ -56,11 +49,12 @@ std::vector<uint8_t> drawn(const CIImage& image, const std::shared_ptr<RenderCac
 class RenderCacheTest : public ::testing::Test {
  protected:
   CIImage blurred(double ev) {
-    return counted(on(on(photo_, "CIExposureAdjust", "inputEV", ev), "CIGaussianBlur", "inputRadius", 3.0));
+    return counted(filtered(filtered(photo_, "CIExposureAdjust", {{"inputEV", ev}}), "CIGaussianBlur",
+                            {{"inputRadius", 3.0}}));
   }
   static CIImage finished(const CIImage& image, double saturation, double radius) {
-    return on(on(image, "CIColorControls", "inputSaturation", saturation), "CIGaussianBlur", "inputRadius",
-              radius);
+    return filtered(filtered(image, "CIColorControls", {{"inputSaturation", saturation}}), "CIGaussianBlur",
+                    {{"inputRadius", radius}});
   }
 
   const CIImage photo_ = picture(90, 70);
@@ -82,7 +76,7 @@ TEST_F(RenderCacheTest, WhatStaysTheSameIsComputedTwiceAtMost) {
 TEST_F(RenderCacheTest, WhatIsReadTwiceIsKeptForBoth) {
   for (int k = 0; k < 6; ++k) {
     computed = 0;
-    drawn(on(blurred(0.5), "CIUnsharpMask", "inputIntensity", 0.3 + 0.1 * k), cache_);
+    drawn(filtered(blurred(0.5), "CIUnsharpMask", {{"inputIntensity", 0.3 + 0.1 * k}}), cache_);
     EXPECT_EQ(computed > 0, k < 2) << k;
   }
 }
