@@ -1,40 +1,43 @@
-// The kernel kinds: what a kernel struct must offer for each, and the loops that run it. A kernel K has
+// The kernel kinds: what a kernel struct must offer for each, and the loops that run it.
 //
-//   explicit K(const Values&[, const Given&])      once per render and pitch; may use libm, in double
-//   static CGRect extent(const Values&, View<CGRect>)  optional; the first image's extent (blend: the union
-//   of all,
-//                                                  generate: everywhere) where it is missing
-//   static bool identity(const Values&)            optional: the values hand the first image through
-//   static bool clear(const Values&)               generate, optional: the values make it transparent
-//   everywhere static int passes(View<bool> clear)            blend, optional: the image the result equals
-//   when some are transparent CGPoint anchor() const                         optional: where its places count
-//   from static constexpr bool kStraight = true         optional: colours come and go straight
-//   (unpremultiplied)
+// Every kernel K:
+//   explicit K(const Values&[, const Given&])    once per render and pitch; may use libm, in double
 //
-//   static constexpr int kHalvings, or static int halvings(const Values&, double pitch)    optional: see
-//   kernel.h
+// Optional, of any kernel:
+//   static CGRect extent(const Values&, View<CGRect>)
+//       else the first image's extent; blend: the union of all; generate: everywhere
+//   static bool identity(const Values&)          the values hand the first image through
+//   CGPoint anchor() const                       where its places count from
+//   static constexpr bool kStraight = true       colours come and go straight (unpremultiplied)
+//   static constexpr int kHalvings, or static int halvings(const Values&, double pitch)
+//       see kernel.h
 //
-//   point      Px operator()(Px[, At]) const; static ColorMatrix matrix(const Values&) optional, where it is
-//              linear: neighbours become one matrix
-//   blend      Px operator()(Px, Px[, Px, Px][, At]) const       images in the order of the filter's image
-//   inputs generate   Px operator()(At) const warp       Move operator()(At) const; static float
-//   magnification(const Values&) optional taps       Many<Move, N> where(At, Px driver) const; Px
-//   operator()(At, Px driver, const Many<Px, N>&...) const with
-//              one Many per image after the first; static double bound(const Values&)
+// By kind; images stand in the order of the filter's image inputs:
+//   point      Px operator()(Px[, At]) const
+//              static ColorMatrix matrix(const Values&), optional: it is linear, neighbours become one matrix
+//   blend      Px operator()(Px, Px[, Px, Px][, At]) const
+//              static int passes(View<bool> clear), optional: the image the result equals when some are clear
+//   generate   Px operator()(At) const
+//              static bool clear(const Values&), optional: the values make it transparent everywhere
+//   warp       Move operator()(At) const
+//              static float magnification(const Values&), optional
+//   taps       Many<Move, N> where(At, Px driver) const
+//              Px operator()(At, Px driver, const Many<Px, N>&...) const, one Many per image after the first
+//              static double bound(const Values&)
 //   zoom       View<ScaledCopy> copies() const, around the anchor
-//   separable  double profile(double t) const; double reach() const; double smooth() const optional
+//   separable  double profile(double t) const; double reach() const; double smooth() const, optional
 //   line       profile, reach, Vec2 direction() const
 //   area       Px operator()(const W&) const, a template over the window; double reach() const
-//   extreme    double reach() const, half the height of its window; double chord(double height) const, half
-//   the width there, which does not grow with the height; static constexpr bool kGreatest
+//   extreme    double reach() const, half the height of its window
+//              double chord(double height) const, half the width there, which does not grow with the height
+//              static constexpr bool kGreatest
 //   cells      double cell() const, the side of a square; the corners of four meet at the anchor
 //   resample   profile, reach, Vec2 scale() const
-//   reduce     State zero(), add(State&, const Run&, int), merge(State&, const State&), finish(const State&,
-//   Values&),
-//              all static
+//   reduce     all static: State zero(), add(State&, const Run&, int), merge(State&, const State&),
+//              finish(const State&, Values&)
 //   raster     Bitmap draw(double scale) const
 //   frame      bool run(const EightBitFrame*, int, EightBitFrame&) const
-//   compose    CIImage operator()(const Values&) const            built from other filters
+//   compose    CIImage operator()(const Values&) const, built from other filters
 #pragma once
 
 #include <new>

@@ -4,6 +4,8 @@
 #include <set>
 
 #include "engine/plan/regions.h"
+#include "engine/plan/sample_request.h"
+#include "engine/plan/source_chain.h"
 #include "engine/plan/whole_images.h"
 
 namespace vello {
@@ -15,28 +17,7 @@ constexpr double kLongestWindow = 128;
 constexpr int kMostHalvings = 30;       // of a kernel's own lattice, and of texels
 constexpr int kMostEdgeHalvings = 100;  // of a lattice that is interpolated
 
-struct Key {
-  Digest digest;
-  double ox, oy, pitch;
-  Quality quality;
-  int halved;
-  friend auto operator<=>(const Key&, const Key&) = default;
-};
-
-struct Request {
-  NodePtr node;
-  Lattice lattice;
-  Key key() const {
-    const Lattice& l = lattice;
-    return {node->digest, l.ox, l.oy, l.pitch, l.quality, l.halved};
-  }
-};
-
-const NodePtr& passUnbounded(const NodePtr& node) {
-  const NodePtr* at = &node;
-  while ((*at)->type == Node::Type::unbounded) at = &(*at)->inputs[0];
-  return *at;
-}
+using Request = SampleRequest;
 
 // Finer samples than the image's own are asked for only by a render that is finer itself.
 int limitedHalvings(const Lattice& l, int halvings) {
@@ -44,84 +25,7 @@ int limitedHalvings(const Lattice& l, int halvings) {
   return halvings;
 }
 
-bool isKernel(const Node& node, Kind kind) {
-  return node.type == Node::Type::kernel && node.ops->kind == kind;
-}
-
-// How often the pitch should be halved before the node is computed.
-int wantedHalvings(const Node* node, double pitch, Quality quality) {
-  const auto own = [=](const Node& n) {
-    if (n.type == Node::Type::crop || n.type == Node::Type::unbounded) return kAsItsImage;
-    return n.type == Node::Type::kernel && n.ops->halvings ? n.ops->halvings(n.values, pitch) : 0;
-  };
-  while (own(*node) == kAsItsImage) node = node->inputs[0].get();
-  if (node->type == Node::Type::kernel) {
-    const bool inPlace = node->ops->kind == Kind::point || node->ops->kind == Kind::blend;
-    const int wanted = own(*node);
-    return inPlace && wanted < kToFullSize && quality == Quality::lean ? 0 : wanted;
-  }
-  // An edge that is repeated is one pixel wide.
-  if (node->type == Node::Type::affine) node = passUnbounded(node->inputs[0]).get();
-  return node->type == Node::Type::clamp ? kToFullSize : 0;
-}
-
-// How often it is to be halved from what is asked for.
-int finerBy(const Request& request) {
-  constexpr double finest = 0.75;  // a full-size sample, or a little less
-  const Lattice& l = request.lattice;
-  if (l.quality == Quality::draft || l.pitch < 2 * finest) return 0;
-  const int wanted = wantedHalvings(request.node.get(), std::ldexp(l.pitch, l.halved), l.quality);
-  return std::clamp(wanted - l.halved, 0, static_cast<int>(std::log2(l.pitch / finest)));
-}
-
-Request finer(const Request& request) {
-  const int by = finerBy(request);
-  const Lattice& l = request.lattice;
-  return {request.node, {l.ox, l.oy, std::ldexp(l.pitch, -by), l.quality, l.halved + by}};
-}
-
 double linearScale(const CGAffineTransform& t) { return std::sqrt(std::abs(t.a * t.d - t.b * t.c)); }
-
-bool whole(double v) { return v == std::floor(v); }
-
-// A bitmap read through at most one transform, a clamp and crops.
-struct SourceChain {
-  NodePtr source;
-  CGAffineTransform toTexel;  // image place to texel place, y upwards
-  CGRect valid;               // in texel places
-  bool clamp = false;
-};
-
-std::optional<SourceChain> sourceChain(const NodePtr& start) {
-  NodePtr node = passUnbounded(start);
-  SourceChain chain{nullptr, {}, kInfiniteExtent, false};
-  if (node->type == Node::Type::affine) {
-    chain.toTexel = CGAffineTransformInvert(node->transform);
-    node = passUnbounded(node->inputs[0]);
-  }
-  const auto take = [&chain](const CGRect& r) {
-    chain.valid = intersection(chain.valid, r);
-    return whole(r.origin.x) && whole(r.origin.y) && whole(r.size.width) && whole(r.size.height);
-  };
-  CGRect clampRect{};
-  if (node->type == Node::Type::clamp) {
-    chain.clamp = true;
-    clampRect = node->rect;
-    if (!take(clampRect)) return std::nullopt;
-    node = passUnbounded(node->inputs[0]);
-  }
-  while (node->type == Node::Type::crop) {
-    if (!isInfinite(node->rect) && !take(node->rect)) return std::nullopt;
-    node = passUnbounded(node->inputs[0]);
-  }
-  if (node->type != Node::Type::source && !isKernel(*node, Kind::raster) && !isKernel(*node, Kind::frame))
-    return std::nullopt;
-  if (!take(node->extent) || isInfinite(node->extent)) return std::nullopt;
-  // Edges can only be repeated where there are texels.
-  if (chain.clamp && !(chain.valid == clampRect)) return std::nullopt;
-  chain.source = node;
-  return chain;
-}
 
 // A bitmap whose texels, or squares of them, are the units of the means that samples are.
 struct TexelMeans {
@@ -140,7 +44,7 @@ std::optional<TexelMeans> texelMeansOf(const Request& request) {
   // Means of four and more a side may be at hand.
   const double side = l.pitch < 4 ? 1 : std::exp2(std::floor(std::log2(std::min(l.pitch, 1e9))));
   const TexelMeans found{*chain, side, (l.ox + t.tx) / side, (l.oy + t.ty) / side, l.pitch / side};
-  const bool themselves = found.width == 1 && whole(found.x) && whole(found.y);
+  const bool themselves = found.width == 1 && isWhole(found.x) && isWhole(found.y);
   return themselves ? std::nullopt : std::optional(found);
 }
 
@@ -197,7 +101,7 @@ class Builder {
 
   const ProgramOptions& options_;
   Program& program_;
-  std::map<Key, int> done_;
+  std::map<SampleKey, int> done_;
   std::string error_;
 };
 
@@ -329,7 +233,7 @@ GridEdge Builder::edge(const NodePtr& input, const Lattice& own, const Lattice& 
     e.clamp = chain->clamp;
     const CGAffineTransform& t = e.toGrid;
     e.exact = e.level == 0 && t.a == 1 && t.b == 0 && t.c == 0 && t.d == 1 && own.pitch == 1 &&
-              whole(own.ox + 0.5 + t.tx) && whole(own.oy + 0.5 + t.ty);
+              isWhole(own.ox + 0.5 + t.tx) && isWhole(own.oy + 0.5 + t.ty);
     return e;
   }
   return stepEdge(stepOf(input, child), child, toInput);
@@ -610,25 +514,15 @@ const TexelSource* movedTexels(const Program& program) {
   return moved && step->edges[0].encoded() ? step->edges[0].source : nullptr;
 }
 
+bool movesTexels(const NodePtr& recipe) {
+  NodePtr node = passUnbounded(recipe);
+  while (node->type == Node::Type::crop) node = passUnbounded(node->inputs[0]);
+  return sourceChain(isKernel(*node, Kind::warp) ? node->inputs[0] : node).has_value();
+}
+
 bool isFinerThanAsked(const CIImage& image, const Lattice& lattice) {
   return !image.isNil() && finerBy({image.node(), lattice}) > 0;
 }
-
-namespace {
-
-// What a sample of the result costs beside the texels, which are read at any quality; in samples of a plain
-// colour formula.
-double workPerSample(const Program& program, double pitch) {
-  double work = 0;
-  for (const Step& step : program.steps) {
-    const double density = pitch / step.lattice.pitch;
-    const bool reads = step.node->type != Node::Type::kernel && (step.axisX || step.edges.size() == 1);
-    work += reads ? 0 : workOf(step) * density * density;
-  }
-  return work;
-}
-
-}  // namespace
 
 Quality affordableQuality(const CIImage& image, const Lattice& lattice, ProgramOptions options) {
   constexpr std::pair<Quality, double> most[] = {{Quality::settled, 40}, {Quality::lean, 2000}};
@@ -643,7 +537,7 @@ Quality affordableQuality(const CIImage& image, const Lattice& lattice, ProgramO
     root.lattice.quality = quality;
     Program program;
     const bool built = Builder(options, program).build(root).empty();
-    if (!built || workPerSample(program, lattice.pitch) <= work) return quality;
+    if (!built || workPerSample(program, false) <= work) return quality;
   }
   return Quality::draft;
 }

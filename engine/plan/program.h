@@ -97,6 +97,8 @@ std::vector<bool> stepsRead(const Program& program);
 
 // The bitmap whose texels the root shows moved or cut and otherwise as they are, or null.
 const TexelSource* movedTexels(const Program& program);
+// Whether a program of the recipe may do so.
+bool movesTexels(const NodePtr& recipe);
 
 // The best quality, at most the lattice's, that is worth its work: a preview of a whole screen should take
 // some tenths of a second at most, or a few seconds where it would look like something else. Follows from the

@@ -178,6 +178,17 @@ double workOf(const Step& step) {
   return 1 + perPlace * lookups + perTerm * (area ? side * side : static_cast<double>(step.line.size()));
 }
 
+double workPerSample(const Program& program, bool texels) {
+  const double pitch = program.steps[static_cast<size_t>(program.root)].lattice.pitch;
+  double work = 0;
+  for (const Step& step : program.steps) {
+    const double density = pitch / step.lattice.pitch;
+    const bool reads = step.node->type != Node::Type::kernel && (step.axisX || step.edges.size() == 1);
+    work += reads && !texels ? 0 : workOf(step) * density * density;
+  }
+  return work;
+}
+
 IndexRect filteredRegion(const Step& step, const IndexRect& r) {
   if (step.chords) return grown(r, step.chords->halves[0], step.chords->height());
   const IndexRange x = step.axisX->inputFor({r.x0, r.x1}), y = step.axisY->inputFor({r.y0, r.y1});

@@ -26,6 +26,9 @@ Regions regionsFor(const Program& program, const IndexRect& out, InstructionSet 
 // What a sample of a step costs, in samples of a plain colour formula.
 double workOf(const Step& step);
 
+// What a sample of the root costs in all steps, where all is computed once. `texels`: reading bitmaps counts.
+double workPerSample(const Program& program, bool texels);
+
 // What samples `r` of an axis step take of its input.
 IndexRect filteredRegion(const Step& step, const IndexRect& r);
 

@@ -2,14 +2,12 @@
 
 #include <unistd.h>
 
-#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <mutex>
 #include <numeric>
 
 #include "engine/filters/output_range.h"
-#include "engine/plan/explanation.h"
 #include "engine/render/floating_point_mode.h"
 #include "engine/render/frame_gate.h"
 #include "engine/render/parallel.h"
@@ -28,7 +26,6 @@ constexpr size_t kDeepestPasses = 4000;
 constexpr char kNoMemory[] = "there is not enough memory for this render";
 constexpr int64_t kStoreLimit = int64_t{512} << 20;
 constexpr int64_t kCheckedSamples = 1 << 15;  // between two looks at whether the render was abandoned
-constexpr char kAbandoned[] = "the render was abandoned";
 
 int64_t defaultMemoryLimit() {
   return static_cast<int64_t>(sysconf(_SC_PHYS_PAGES)) * static_cast<int64_t>(sysconf(_SC_PAGESIZE)) / 4;
@@ -52,56 +49,9 @@ std::vector<int64_t> fromTheMiddle(int64_t across, int64_t down) {
   return order;
 }
 
-bool mayMoveTexels(const Node& node) {
-  return node.type == Node::Type::affine || node.type == Node::Type::crop ||
-         (node.type == Node::Type::kernel && node.ops->kind == Kind::warp);
-}
-
-// Roughly, in samples of a plain colour formula.
-double workPerSample(const Program& program) {
-  const double pitch = program.steps[static_cast<size_t>(program.root)].lattice.pitch;
-  double work = 0;
-  for (const Step& step : program.steps)
-    work += workOf(step) * (pitch / step.lattice.pitch) * (pitch / step.lattice.pitch);
-  return work;
-}
-
 ColorSpacePtr matrixSpace(const ColorSpacePtr& space) { return space && space->isMatrix() ? space : nullptr; }
 
 }  // namespace
-
-// Tells how much is done and takes the first error of any thread.
-class RenderJob::Progress {
- public:
-  // Of `area` samples, which are this share of the render.
-  Progress(const std::function<bool(double)>& told, const Share& share, double area)
-      : told_(told), share_(share), area_(area) {}
-  bool stopped() const { return stopped_; }
-  bool fail(std::string text) {
-    const std::lock_guard lock(mutex_);
-    if (error_.empty()) error_ = std::move(text);
-    stopped_ = true;
-    return false;
-  }
-  bool finished(double samples) {
-    {
-      const std::lock_guard lock(mutex_);
-      done_ += samples;
-      if (!told_ || told_(std::min(1.0, share_.begin + share_.size * done_ / area_))) return true;
-    }
-    return fail(kAbandoned);
-  }
-  const std::string& error() const { return error_; }
-
- private:
-  std::mutex mutex_;
-  std::string error_;
-  std::atomic<bool> stopped_{false};
-  double done_ = 0;
-  const std::function<bool(double)>& told_;
-  const Share share_;
-  const double area_;
-};
 
 RenderJob::RenderJob(const ContextOptions& options, const RenderRequest& request)
     : options_(options),
@@ -209,7 +159,7 @@ std::string RenderJob::plan(Program& program, const IndexRect& rect, bool straig
   Progress progress(request_.progress, share, rect.area());
   PartOptions options = partOptions(straight);
   options.goOn = [&] {
-    return abandoned() && (*abandoned())() ? progress.fail(kAbandoned) : progress.finished(0);
+    return abandoned() && (*abandoned())() ? progress.fail(kRenderAbandoned) : progress.finished(0);
   };
   parts = planParts(program, rect, options);
   return progress.error();
@@ -219,7 +169,8 @@ std::string RenderJob::plan(Program& program, const IndexRect& rect, bool straig
 std::string RenderJob::computeKept(Program& program, std::vector<Part>& parts, Share& share) {
   double all = 0;
   for (const Part& part : parts) {
-    if (std::string error = refuse(part.tiling, threadsFor(part), part.rect.area()); !error.empty())
+    if (std::string error = refuse(part.tiling, threadsFor(part.rect, part.tiling), part.rect.area());
+        !error.empty())
       return error;
     all += part.work();
   }
@@ -254,65 +205,6 @@ void RenderJob::drop(Program& program, const Part& part) {
   hold(-part.bytesInMemory);
   keptBytes_ -= part.bytesInMemory;
   store = nullptr;
-}
-
-// Reads what earlier renders have left from now on, and leaves what this recipe has in common with the last.
-void RenderJob::keepCommon() {
-  if (!options_.cache || options_.reference) return;
-  if (mayMoveTexels(*request_.image.node())) {
-    Program whole;
-    // Moved texels are written as they are; kept, they would be light.
-    if (!build(whole).empty() || movedTexels(whole)) return;
-  }
-  kept_ = [this](const Digest& recipe, const Lattice& lattice) {
-    return options_.cache->find(recipe, lattice);
-  };
-  const auto start = std::chrono::steady_clock::now();
-  const std::vector<NodePtr> roots = options_.cache->inCommonWithLast(request_.image.node());
-  Program program;
-  std::optional<Regions> regions;
-  if (!roots.empty() && build(program).empty())
-    for (const NodePtr& root : roots) keep(program, root, regions);
-  keepingSeconds_ = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-// Whether kept samples reach as far as they are read. Those that do not are forgotten.
-bool RenderJob::keptReach(const Program& program, const Regions& regions) {
-  bool all = true;
-  for (size_t k = 0; k < program.steps.size(); ++k) {
-    const auto& stored = program.steps[k].stored;
-    const IndexRect& needed = regions.steps[k];
-    if (!stored || needed.empty() || intersection(stored->samples.rect(), needed) == needed) continue;
-    options_.cache->drop(*stored);
-    all = false;
-  }
-  if (!all) keptTooShort_ = true;
-  return all;
-}
-
-// Computes the samples of a part of the program for itself, where later renders gain by it. `regions` are the
-// program's, computed when they are needed.
-void RenderJob::keep(const Program& program, const NodePtr& node, std::optional<Regions>& regions) {
-  size_t k = program.steps.size();
-  while (k > 0 && program.steps[k - 1].node->digest != node->digest) --k;
-  if (k == 0 || program.steps[--k].op == Step::Op::stored) return;
-  const Step& step = program.steps[k];
-  constexpr double leastWork = 4;  // of a sample
-  Program part;
-  if (!buildProgram(CIImage(node), step.lattice, programOptions(), part).empty()) return;
-  if (workPerSample(part) < leastWork) return;
-  if (!regions) regions = regionsFor(program, frame_, set_);
-  const IndexRect needed = regions->steps[k];
-  if (needed.empty() || Buffer::bytesFor(needed) > static_cast<double>(options_.cache->bytes())) return;
-  auto samples = std::make_shared<KeptSamples>();
-  samples->recipe = node->digest;
-  samples->lattice = step.lattice;
-  samples->straight = step.straight && fusePasses(program).keptBy[k] < 0;
-  samples->samples = Buffer(needed);
-  const std::string error = compute(
-      part, needed, samples->straight, {},
-      [&](int64_t j, int64_t i, int n, const Run& run) { copyRun(run, samples->samples.at(i, j), n); });
-  if (error.empty()) options_.cache->keep(std::move(samples));
 }
 
 // Stores rows below `top` into pixels, the first of which is the row below it.
@@ -351,6 +243,13 @@ std::string RenderJob::refuse(const Tiling& tiling, int64_t tiles, double area) 
   return {};
 }
 
+// As many as there are tiles for.
+int RenderJob::threadsFor(const IndexRect& rect, const Tiling& tiling) const {
+  const Tiles tiles{rect, tiling.width, tiling.height};
+  if (rect.empty()) return 0;
+  return tiles.areMany() ? threads_ : static_cast<int>(std::min<int64_t>(threads_, tiles.count()));
+}
+
 Tiling RenderJob::needsOf(const Program& program, const Passes& passes, const IndexRect& tile,
                           const Regions& regions) const {
   return {tile.width(), tile.height(), bytesHeld(program, passes, tile, regions, set_),
@@ -383,7 +282,7 @@ bool RenderJob::advance(RowEvaluator& evaluator, const IndexRect& tile, int64_t 
   } catch (const std::bad_alloc&) {
     return progress.fail(kNoMemory);
   } catch (const RenderAbandoned&) {
-    return progress.fail(kAbandoned);
+    return progress.fail(kRenderAbandoned);
   } catch (const SampleStore::Failure& failure) {
     return progress.fail(failure.what());
   }
@@ -394,7 +293,7 @@ std::string RenderJob::runTiles(const Program& program, const Passes& passes, co
                                 const IndexRect& frame, const Share& share, const Store& store) {
   if (passes.list.size() > kDeepestPasses) return "this recipe has too many filters that wait for each other";
   const Tiles tiles{frame, tiling.width, tiling.height};
-  const int threads = static_cast<int>(std::min<int64_t>(threads_, tiles.count()));
+  const int threads = threadsFor(frame, tiling);
   if (std::string error = refuse(tiling, threads, frame.area()); !error.empty()) return error;
   Progress progress(request_.progress, share, frame.area());
   const bool tellTiles = share.ofResult && request_.finished;
@@ -424,168 +323,6 @@ std::string RenderJob::runTiles(const Program& program, const Passes& passes, co
     }
   });
   return progress.error();
-}
-
-std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& space,
-                                const BandCallbacks& callbacks) {
-  const FloatingPointMode mode;
-  Program program;
-  settle(layout, space);
-  if (std::string error = build(program); !error.empty()) return error;
-  const PixelWriter writer(layout, space, working_, set_);
-  program.encoded = staysEncoded(program, writer);
-  const std::vector<SourceRows> everything = wholeSources(program);
-  std::vector<Part> parts;
-  Share share = kAll;
-  if (std::string error = plan(program, frame_, false, share, parts); !error.empty()) return error;
-  const Passes& passes = parts.back().passes;
-  const Tiling& tiling = parts.back().tiling;
-  // Where something is interpolated, every band has tiles of its own. Else there are strips from the top to
-  // the bottom of the picture, all of which go on from band to band.
-  const bool tiled = interpolates(passes);
-  const int64_t width = std::clamp<int64_t>((frame_.width() + 2 * threads_ - 1) / (2 * threads_), 512, 4096);
-  const int64_t strips = (frame_.width() + width - 1) / width;
-  const IndexRect first{frame_.x0, frame_.y0, std::min(frame_.x1, frame_.x0 + width), frame_.y1};
-  if (!tiled) {
-    const Tiling needs = needsOf(program, passes, first, regionsFor(program, first, set_));
-    if (std::string error = refuse(needs, strips, frame_.area()); !error.empty()) return error;
-  }
-  std::vector<IndexRect> tiles;
-  std::vector<std::unique_ptr<RowEvaluator>> evaluators;
-  for (int64_t x = frame_.x0; !tiled && x < frame_.x1; x += width) {
-    tiles.push_back({x, frame_.y0, std::min(frame_.x1, x + width), frame_.y1});
-    Regions regions = regionsFor(program, tiles.back(), set_);
-    evaluators.push_back(
-        std::make_unique<RowEvaluator>(program, passes, tiles.back(), std::move(regions), set_, abandoned()));
-  }
-  const int64_t bandBytes = (tiled ? 32 : 8) << 20, leastRows = 16, mostRows = tiled ? 4096 : 256;
-  int64_t rows = std::clamp(bandBytes / std::max<int64_t>(1, layout.bytesPerRow), leastRows, mostRows);
-  if (tiled && rows > tiling.height) rows -= rows % tiling.height;
-  std::vector<uint8_t> bytes(static_cast<size_t>(std::min(rows, frame_.height()) * layout.bytesPerRow));
-  if (tiled) {
-    // What is moved may come from anywhere.
-    if (std::string error = callbacks.provide(everything); !error.empty()) return error;
-    if (std::string error = computeKept(program, parts, share); !error.empty()) return error;
-  }
-  Progress progress(request_.progress, kAll, frame_.area());
-  for (int64_t top = frame_.y1; top > frame_.y0; top -= rows) {
-    const int64_t count = std::min(rows, top - frame_.y0);
-    const IndexRect band{frame_.x0, top - count, frame_.x1, top};
-    const auto read = tiled ? wholeSources(program) : sourceRows(program, band);
-    if (std::string error = callbacks.provide(read); !error.empty()) return error;
-    const Store store = writingTo(writer, program.encoded, layout, bytes.data(), top);
-    if (tiled) {
-      const Share own{share.begin + share.size * static_cast<double>(frame_.y1 - top) /
-                                        static_cast<double>(frame_.height()),
-                      share.size * static_cast<double>(count) / static_cast<double>(frame_.height())};
-      if (std::string error = runTiles(program, passes, tiling, band, own, store); !error.empty())
-        return error;
-    } else {
-      runParts(strips, threads_, [&](int64_t k) {
-        const auto strip = static_cast<size_t>(k);
-        return advance(*evaluators[strip], tiles[strip], count, 0, progress, store);
-      });
-    }
-    if (!progress.error().empty()) return progress.error();
-    if (std::string error = callbacks.write(frame_.y1 - top, count, bytes.data(), layout.bytesPerRow);
-        !error.empty())
-      return error;
-  }
-  return {};
-}
-
-// All texels of the bitmaps that the root reads, none of the others.
-std::vector<SourceRows> RenderJob::wholeSources(const Program& program) {
-  const std::vector<bool> read = stepsRead(program);
-  std::vector<SourceRows> list;
-  for (const auto& [serial, source] : program.sources) {
-    const int64_t height = source->height(0);
-    list.push_back({serial, height, height});
-    for (size_t k = 0; k < program.steps.size(); ++k)
-      for (const GridEdge& edge : program.steps[k].edges)
-        if (read[k] && edge.source == source.get()) list.back().begin = 0;
-  }
-  return list;
-}
-
-// The texels a band reads of every bitmap.
-std::vector<SourceRows> RenderJob::sourceRows(const Program& program, const IndexRect& band) const {
-  const Regions regions = regionsFor(program, band, set_);
-  std::vector<SourceRows> list;
-  for (const auto& [serial, source] : program.sources) {
-    IndexRect all;
-    for (size_t k = 0; k < program.steps.size(); ++k)
-      for (size_t e = 0; e < regions.edges[k].size(); ++e) {
-        const GridEdge& edge = program.steps[k].edges[e];
-        const IndexRect& box = regions.edges[k][e];
-        const int level = edge.level;
-        if (edge.source == source.get() && !box.empty())
-          all = unionOf(all, {0, box.y0 << level, 1, box.y1 << level});
-      }
-    const int64_t height = source->height(0);
-    if (!all.empty())
-      list.push_back({serial, height - std::min(height, all.y1), height - std::max<int64_t>(0, all.y0)});
-  }
-  return list;
-}
-
-bool RenderJob::readsInBands(const Bitmap& bitmap) {
-  Program program;
-  if (!build(program).empty()) return false;
-  const auto source = program.sources.find(bitmap.serial());
-  for (const Step& step : program.steps)
-    for (const GridEdge& edge : step.edges) {
-      const bool inOrder = step.followsRows() && edge.toGrid.d > 0;
-      const bool reads = source != program.sources.end() && edge.source == source->second.get();
-      if (!inOrder && (edge.step >= 0 || reads)) return false;
-    }
-  return program.tables.empty() && program.found.empty();
-}
-
-std::string RenderJob::explain(RenderPlan& plan) {
-  const FloatingPointMode mode;
-  Program program;
-  settle({}, nullptr);
-  if (std::string error = build(program); !error.empty()) return error;
-  std::vector<Part> parts = planParts(program, frame_, partOptions(false));
-  plan.predictedBytes = peak_;  // held while the program was built
-  std::string error;
-  for (size_t p = 0; p < parts.size(); ++p) {
-    Part& part = parts[p];
-    const PartScope scope(program, part);
-    part.tiling.bytes = largestTile(program, part);
-    const int threads = threadsFor(part);
-    if (error.empty()) error = refuse(part.tiling, threads, part.rect.area());
-    plan.predictedBytes = std::max(plan.predictedBytes, bytesKept(parts, p) + part.tiling.bytes * threads);
-    plan.predictedSamples += part.tiling.samples * part.rect.area();
-  }
-  plan.text = explanation(program, parts);
-  return error;
-}
-
-int RenderJob::threadsFor(const Part& part) const {
-  const Tiles tiles{part.rect, part.tiling.width, part.tiling.height};
-  if (part.rect.empty()) return 0;
-  return tiles.areMany() ? threads_ : static_cast<int>(std::min<int64_t>(threads_, tiles.count()));
-}
-
-// What the neediest tile of a part holds.
-double RenderJob::largestTile(const Program& program, const Part& part) const {
-  // Without interpolation all tiles are alike.
-  const Tiles tiles{part.rect, part.tiling.width, part.tiling.height};
-  if (!interpolates(part.passes) || tiles.areMany()) return part.tiling.bytes;
-  double most = part.tiling.bytes;
-  std::mutex mutex;
-  runParts(tiles.count(), threads_, [&](int64_t k) {
-    const FloatingPointMode mode;
-    const IndexRect tile = tiles.at(k);
-    const Regions regions = regionsFor(program, tile, set_, movesToPlan(tile));
-    const double bytes = bytesHeld(program, part.passes, tile, regions, set_);
-    const std::lock_guard lock(mutex);
-    most = std::max(most, bytes);
-    return true;
-  });
-  return most;
 }
 
 std::string RenderJob::runReference(const Program& program, const IndexRect& frame,

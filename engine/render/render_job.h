@@ -1,4 +1,6 @@
-// One render: a program, its tiles, all cores.
+// One render: a program, its tiles, all cores. render_job.cpp computes rectangles; render_bands.cpp goes from
+// file to file, render_keeping.cpp leaves samples for later renders, render_explanation.cpp tells what would
+// be done.
 #pragma once
 
 #include <atomic>
@@ -7,6 +9,7 @@
 
 #include "engine/plan/parts.h"
 #include "engine/render/context.h"
+#include "engine/render/render_progress.h"
 #include "engine/render/row_evaluator.h"
 #include "platform/pixel_conversion.h"
 
@@ -27,12 +30,8 @@ class RenderJob {
 
  private:
   using Store = RowEvaluator::Store;
-  class Progress;
-  // Of the whole render, 0..1, what is told of one stretch of it.
-  struct Share {
-    double begin = 0, size = 0;
-    bool ofResult = false;  // finished tiles are told
-  };
+  using Progress = RenderProgress;
+  using Share = RenderShare;
   static constexpr Share kAll{0, 1, true};
 
   ProgramOptions programOptions();
@@ -45,7 +44,7 @@ class RenderJob {
   Tiling needsOf(const Program& program, const Passes& passes, const IndexRect& tile,
                  const Regions& regions) const;
   std::string refuse(const Tiling& tiling, int64_t tiles, double area) const;
-  int threadsFor(const Part& part) const;
+  int threadsFor(const IndexRect& rect, const Tiling& tiling) const;
   double largestTile(const Program& program, const Part& part) const;
   PartOptions partOptions(bool straight) const;
   std::string plan(Program& program, const IndexRect& rect, bool straight, const Share& share,

@@ -1,5 +1,6 @@
 // Evaluates a program over a rectangle of its root, row by row from the top down. Steps keep no more rows
 // than somebody below still reads. One evaluator serves one rectangle on one thread at a time.
+// row_evaluator.cpp decides which rows are made when, row_steps.cpp makes them.
 #pragma once
 
 #include <functional>
