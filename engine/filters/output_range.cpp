@@ -1,9 +1,8 @@
 #include "engine/filters/output_range.h"
 
-#include <array>
-
 #include "engine/filters/kinds.h"
 #include "engine/image/node.h"
+#include "platform/color_matrix.h"
 
 namespace vello {
 namespace {
@@ -29,23 +28,13 @@ struct Range {
   float to[3][3], from[3][3];
 };
 
-using Matrix = std::array<double, 9>;
-
-Matrix product(const Matrix& a, const Matrix& b) {
-  Matrix m{};
-  for (size_t row = 0; row < 3; ++row)
-    for (size_t column = 0; column < 3; ++column)
-      for (size_t k = 0; k < 3; ++k) m[3 * row + column] += a[3 * row + k] * b[3 * k + column];
-  return m;
-}
-
-CIVector rowOf(const Matrix& m, size_t row) { return {m[3 * row], m[3 * row + 1], m[3 * row + 2]}; }
+CIVector rowOf(const Matrix3& m, size_t row) { return {m[3 * row], m[3 * row + 1], m[3 * row + 2]}; }
 
 }  // namespace
 
 CIImage withinRange(const CIImage& image, const ColorSpace& space, const ColorSpacePtr& working) {
-  const Matrix to = working ? product(space.fromSRGB(), working->toSRGB()) : space.fromSRGB();
-  const Matrix from = working ? product(working->fromSRGB(), space.toSRGB()) : space.toSRGB();
+  const Matrix3 to = working ? space.fromSRGB() * working->toSRGB() : space.fromSRGB();
+  const Matrix3 from = working ? working->fromSRGB() * space.toSRGB() : space.toSRGB();
   Values values;
   for (size_t row = 0; row < 3; ++row) {
     values.set(kRows[row], rowOf(to, row));

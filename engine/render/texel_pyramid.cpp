@@ -37,12 +37,6 @@ void add(const float* __restrict v, float weight, float* __restrict sums, int64_
   for (int64_t k = 0; k < n; ++k) sums[k] += weight * v[k];
 }
 
-// Adds neighbours in pairs; the last one stays alone where their number is odd.
-void addPairs(const float* __restrict v, float* __restrict sums, int64_t n) {
-  for (int64_t k = 0; k < n / 2; ++k) sums[k] = v[2 * k] + v[2 * k + 1];
-  if (n % 2 != 0) sums[n / 2] = v[n - 1];
-}
-
 // The texels that a level is the means of.
 struct Below {
   int halvings;               // of their number along a side
@@ -62,6 +56,11 @@ struct Below {
 };
 
 }  // namespace
+
+void addPairs(const float* __restrict v, float* __restrict sums, int64_t n) {
+  for (int64_t k = 0; k < n / 2; ++k) sums[k] = v[2 * k] + v[2 * k + 1];
+  if (n % 2 != 0) sums[n / 2] = v[n - 1];
+}
 
 struct TexelPyramid::Level {
   std::shared_ptr<uint8_t[]> bytes;

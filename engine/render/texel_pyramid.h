@@ -45,4 +45,7 @@ class TexelPyramid {
   int64_t bytes_ = 0;
 };
 
+// Adds neighbours in pairs; the last one stays alone where their number is odd.
+void addPairs(const float* v, float* sums, int64_t n);
+
 }  // namespace vello

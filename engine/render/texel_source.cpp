@@ -29,17 +29,6 @@ void TexelSource::readLevel(int level, int64_t j, int64_t i, int n, const Run& o
   reader_.readEncoded(reader_.bitmap().height() - 1 - j, i, n, {out.r, out.g, out.b, out.a});
 }
 
-namespace {
-
-// Adds neighbours in pairs; the last one stays alone where their number is odd.
-int64_t addPairs(const float* in, float* out, int64_t n) {
-  for (int64_t k = 0; k < n / 2; ++k) out[k] = in[2 * k] + in[2 * k + 1];
-  if (n % 2 != 0) out[n / 2] = in[n - 1];
-  return (n + 1) / 2;
-}
-
-}  // namespace
-
 void TexelSource::average(int level, int64_t j, int64_t i, int n, const Run& out) const {
   const int64_t side = int64_t{1} << level;
   const int64_t height = reader_.bitmap().height(), width = reader_.bitmap().width();
@@ -58,7 +47,10 @@ void TexelSource::average(int level, int64_t j, int64_t i, int n, const Run& out
   for (float* Run::*c : {&Run::r, &Run::g, &Run::b, &Run::a}) {
     float *from = sums.run().*c, *to = line.run().*c;
     int64_t left = columns;
-    for (int k = 0; k < level; ++k, std::swap(from, to)) left = addPairs(from, to, left);
+    for (int k = 0; k < level; ++k, std::swap(from, to)) {
+      addPairs(from, to, left);
+      left = (left + 1) / 2;
+    }
     for (int64_t k = 0; k < left; ++k) (out.*c)[k] = from[k] / area;
     if (cut > 0) (out.*c)[left - 1] *= static_cast<float>(side) / static_cast<float>(cut);
   }
