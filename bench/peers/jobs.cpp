@@ -122,7 +122,6 @@ Job gaussian(Size size, int sigma) {
   const std::string job = text("gaussian", sigma);
   return {job,
           text("Gaussian, sigma ", sigma),
-          false,
           {vello({blurFilter(sigma), wholeOf(size)}),
            gegl(geglBlur(sigma), "recursive approximation at large sigma"),
            vipsLinear(job, text(kClamped, "; float kernel cut at 1 % of its peak")),
@@ -136,7 +135,6 @@ Job fiveColors() {
   const std::string saturation = text("CIColorControls:inputSaturation=", kSaturation);
   return {"five",
           "five colour operations",
-          false,
           {vello({exposureFilter(), matrixFilter(), hue, saturation, "CIColorInvert"}),
            gegl(text("gegl:exposure exposure=", kExposureStops, " ", geglMatrix(kColorMatrix), " ",
                      geglMatrix(hueMatrix()), " gegl:saturation scale=", kSaturation, " gegl:invert-linear"),
@@ -176,7 +174,6 @@ Job rotate(Size size) {
   return {
       "rotate",
       text("rotate by ", kTurnDegrees, " degrees"),
-      false,
       {velloRotation(size),
        gegl(text("gegl:rotate-on-center sampler=linear degrees=", kTurnDegrees, " gegl:crop x=", left,
                  " y=", top, " width=", size.width, " height=", size.height, " ", kGeglOpaque)),
@@ -190,7 +187,6 @@ Job rotate(Size size) {
 Job median() {
   return {"median",
           "median 3 x 3",
-          false,
           {vello({"CIMedianFilter"}),
            gegl("gegl:median-blur neighborhood=square radius=1", "quantised to 8-bit steps, encoded"),
            vipsLinear("median"), vips("median", kEncoded), convert("-statistic Median 3x3", kEncoded),
@@ -200,7 +196,6 @@ Job median() {
 Job unsharp(Size size) {
   return {"unsharp",
           "unsharp",
-          false,
           {vello({unsharpFilter(), wholeOf(size)}), gegl(geglUnsharp()), vipsLinear("unsharp"),
            vips("unsharp", kEncoded, Work::integer8), convert(convertUnsharp(), kEncoded),
            gmic(gmicUnsharp(), kEncoded)}};
@@ -209,7 +204,6 @@ Job unsharp(Size size) {
 Job multiply() {
   return {"multiply",
           "multiply two pictures",
-          true,
           {vello({kMultiplyFilter}), gegl(kGeglMultiply), vipsLinear("multiply"), vips("multiply", kEncoded),
            convert(kConvertMultiply, kEncoded), gmic(kGmicMultiply, kEncoded)}};
 }
@@ -219,7 +213,6 @@ Job twirl(Size size) {
   const double angle = kTwirlDegrees * std::acos(-1) / 180;
   return {"twirl",
           "twirl",
-          false,
           {vello({text("CITwirlDistortion:inputCenter=", x, ",", y, ":inputRadius=", radius,
                        ":inputAngle=", angle),
                   wholeOf(size)}),
@@ -235,7 +228,6 @@ Job pixellate(Size size) {
   return {
       "pixellate",
       "pixellate",
-      false,
       {vello({text("CIPixellate:inputCenter=0,0:inputScale=", kCell), wholeOf(size)}),
        gegl(text("gegl:pixelize size-x=", kCell, " size-y=", kCell), "means of the cells"),
        vipsLinear("pixellate", kPicks), vips("pixellate", kPicks),
@@ -290,7 +282,6 @@ Job stack(Size size) {
   return {
       "stack",
       "designer's stack",
-      true,
       {vello(stackFilters(size)), gegl(geglStack(size, left, top)), vipsLinear("stack"),
        vips("stack", text(kEncoded, ", partly in float")), convert(convertStack(size, left, top), kEncoded),
        gmic(gmicStack(size, left, top), text(kEncoded, "; gradient by an expression"))}};
@@ -325,7 +316,6 @@ Job noOperation() {
   // again.
   return {"noop",
           "load, to working form and back, save",
-          false,
           {vello({"CIExposureAdjust:inputEV=0.001"}), gegl("gegl:convert-format format=RGB~float"),
            vipsLinear("noop"), vips("noop"), convert(""), gmic("")}};
 }
@@ -335,19 +325,7 @@ Job copyOperation() {
   velloCopy.chain = "<plist version=\"1.0\"><array/></plist>\n";
   return {"copy",
           "load, save",
-          false,
           {velloCopy, gegl("gegl:nop"), vipsLinear("noop", "converts"), vips("noop"), convert(""), gmic("")}};
-}
-
-Job loadOperation() {
-  Command velloPixel = vello({});
-  velloPixel.arguments =
-      words("vello filter CICrop a.tif -p inputRectangle=0,0,1,1 --extent 0,0,1,1 -o out.tif");
-  return {"load",
-          "load, save one pixel",
-          false,
-          {velloPixel, gegl("gegl:crop width=1 height=1"), vipsLinear("load"), vips("load"),
-           convert("-crop 1x1+0+0 +repage"), gmic("-crop 0,0,0,0")}};
 }
 
 std::vector<Job> jobsFor(Size size) {

@@ -25,7 +25,6 @@ struct Command {
 
 struct Job {
   std::string name, title;
-  bool twoPictures = false;
   std::vector<Command> commands;  // no command: the program has no such operation
   const Command* of(const std::string& program) const;
 };
@@ -36,7 +35,5 @@ std::vector<Job> jobsFor(Size size);
 Job noOperation();
 // Loads and saves.
 Job copyOperation();
-// Loads, saves one pixel.
-Job loadOperation();
 
 }  // namespace vello::bench

@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <numeric>
 
 namespace vello::bench {
@@ -24,10 +23,6 @@ double medianDistance(const std::vector<double>& values, double from) {
   for (double v : values) distances.push_back(std::abs(v - from));
   return median(distances);
 }
-
-struct Load {
-  double seconds = 0, cpuSeconds = 0;
-};
 
 // What one program's runs of one job took.
 struct Series {
@@ -62,13 +57,10 @@ class Bench {
   Row rowFor(const Program& program, const Job& job, const std::string& picture);
   void runOnce(const Program& program, const Job& job, Row& row, Series& series);
   std::string takeResult(const Program& program, Row& row);
-  Load loadOf(const Program& program, const std::string& picture);
-  Load secondPicture(const Program& program);
 
   const Settings& settings_;
   Size size_;
   std::vector<std::pair<std::string, std::string>> environment_;
-  std::map<std::string, Load> secondPictures_;
 };
 
 // Ours needs its chain as a file. Returns what is wrong.
@@ -91,29 +83,6 @@ Cost Bench::runOn(const Program& program, const Job& job, const std::string& pic
   Cost cost = vello::bench::run({words, settings_.folder, environment_, settings_.cpuLimit});
   if (cost.error.empty() && !sizeOfFile(file("out.tif"))) cost.error = "wrote no picture";
   return cost;
-}
-
-// Medians over all runs; nothing where they fail.
-Load Bench::loadOf(const Program& program, const std::string& picture) {
-  const Job load = loadOperation();
-  if (!prepare(program, load, picture).empty()) return {};
-  std::vector<double> seconds, cpuSeconds;
-  for (int run = 0; run < settings_.runs; ++run) {
-    const Cost cost = runOn(program, load, picture);
-    if (!cost.error.empty()) return {};
-    seconds.push_back(cost.seconds);
-    cpuSeconds.push_back(cost.cpuSeconds);
-  }
-  return {median(seconds), median(cpuSeconds)};
-}
-
-// What loading one more picture costs: all but start-up of a run that loads one and saves a pixel.
-Load Bench::secondPicture(const Program& program) {
-  const auto [entry, isNew] = secondPictures_.try_emplace(program.name);
-  if (!isNew) return entry->second;
-  const Load all = loadOf(program, "b.tif"), start = loadOf(program, "pixel.tif");
-  return entry->second = {std::max(0.0, all.seconds - start.seconds),
-                          std::max(0.0, all.cpuSeconds - start.cpuSeconds)};
 }
 
 // Keeps a result, uncompressed as the source is, for the runs without work.
@@ -150,9 +119,8 @@ void Bench::runOnce(const Program& program, const Job& job, Row& row, Series& se
   if (!row.error.empty()) return;
   const Cost without = runOn(program, baseline(), "result-" + program.name + ".tif");
   row.error = without.error;
-  const Load second = job.twoPictures ? secondPicture(program) : Load{};
-  series.net.push_back(cost.seconds - without.seconds - second.seconds);
-  series.cpuNet.push_back(cost.cpuSeconds - without.cpuSeconds - second.cpuSeconds);
+  series.net.push_back(cost.seconds - without.seconds);
+  series.cpuNet.push_back(cost.cpuSeconds - without.cpuSeconds);
 }
 
 JobResult Bench::run(const Job& job) {

@@ -163,7 +163,8 @@ std::string tableOf(const std::vector<JobResult>& results, const Settings& setti
   for (const Program& program : settings.programs)
     text += print("  %-12s %s\n", program.name.c_str(), program.version.c_str());
   text += print(
-      "\nnet: whole run less %s the same result. faster: net of the peer over ours.\n"
+      "\nnet: whole run less %s the same result; reading a second picture is work.\n"
+      "faster: net of the peer over ours.\n"
       "net CPU: the same in processor time of all threads. noise: too small a difference to tell.\n"
       "differs: mean distance from our result in steps of 8 bit.\n\n",
       settings.copyBaseline ? "copying" : "loading, converting there and back and saving");

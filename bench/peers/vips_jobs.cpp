@@ -119,7 +119,6 @@ VipsImage* result(const Scene& scene, const std::string& job) {
   if (job == "multiply") return multiplied(scene, a, second());
   if (job == "pixellate") return pixellated(a);
   if (job == "stack") return stack(scene, a, second());
-  if (job == "load") return make(vips_extract_area, a, 0, 0, 1, 1);
   return a;
 }
 
