@@ -51,18 +51,28 @@ RowPacker::RowPacker(const PixelLayout& layout, bool bigEndian) : layout_(layout
   if (layout.hasAlpha()) offsets_.push_back(places.alpha);
   constexpr bool kLittle = std::endian::native == std::endian::little;
   swap_ = layout.littleEndian == (bigEndian || !kLittle);
-  asTheyAre_ = components() == layout.componentsPerPixel && !(bits() == 16 && swap_);
+  inOrder_ = !(bits() == 16 && swap_);
   for (size_t i = 0; i < offsets_.size(); ++i) {
-    asTheyAre_ = asTheyAre_ && offsets_[i] == static_cast<int64_t>(i) * bits() / 8;
+    inOrder_ = inOrder_ && offsets_[i] == static_cast<int64_t>(i) * bits() / 8;
   }
 }
 
+namespace {
+
+// Whole pixels are copied, over whose last bytes the next one is written.
+template <int kFrom, int kTo>
+void leaveOutLastBytes(const uint8_t* row, int64_t width, uint8_t* to) {
+  for (int64_t x = 1; x < width; ++x, row += kFrom, to += kTo) std::memcpy(to, row, kFrom);
+  std::memcpy(to, row, kTo);
+}
+
+}  // namespace
+
 void RowPacker::pack(const uint8_t* row, uint8_t* to) const {
-  if (asTheyAre_) {
-    std::memcpy(to, row, static_cast<size_t>(rowBytes()));
-    return;
-  }
-  const int64_t step = layout_.bytesPerPixel();
+  const int64_t step = layout_.bytesPerPixel(), packed = components() * bits() / 8;
+  if (inOrder_ && packed == step) return void(std::memcpy(to, row, static_cast<size_t>(rowBytes())));
+  if (inOrder_ && packed == 3 && step == 4) return leaveOutLastBytes<4, 3>(row, layout_.width, to);
+  if (inOrder_ && packed == 6 && step == 8) return leaveOutLastBytes<8, 6>(row, layout_.width, to);
   const bool wide = bits() == 16;
   for (int64_t x = 0; x < layout_.width; ++x, row += step) {
     for (const int64_t offset : offsets_) {

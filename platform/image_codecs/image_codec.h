@@ -81,7 +81,7 @@ class RowPacker {
   PixelLayout layout_;
   std::vector<int64_t> offsets_;  // of the components in a pixel of the bitmap
   bool swap_;
-  bool asTheyAre_;  // the bitmap's rows are the file's
+  bool inOrder_;  // a pixel of the bitmap starts with the file's
 };
 
 struct EncodeRequest {

@@ -31,10 +31,12 @@ class DirectDecoder : public PictureDecoder {
   size_t planes() const { return tags_.separate() ? samples_.size() : 1; }
   uint16_t planeOf(size_t k) const { return static_cast<uint16_t>(tags_.separate() ? samples_[k] : 0); }
   std::string damaged(size_t file) const { return files_[file]->withReason(kDamaged); }
+  // The file's samples are the result's.
+  bool asTheyAre() const { return asTheyAre_ && !tags_.separate(); }
   // Of the plane, or of all channels.
   void copy(const uint8_t* from, int64_t n, size_t plane, uint8_t* to) const {
     if (tags_.separate()) return copier_.copy(from, 1, 0, n, static_cast<int>(plane), to);
-    if (asTheyAre_) {
+    if (asTheyAre()) {
       std::memcpy(to, from, static_cast<size_t>(n * image_.layout.bytesPerPixel()));
       return;
     }
@@ -69,7 +71,7 @@ class StripDecoder final : public DirectDecoder {
 
  private:
   bool readRow(size_t plane);
-  bool readPlainRow(TIFF* tiff, uint16_t plane, const ByteSource& source);
+  bool readPlainRow(TIFF* tiff, uint16_t plane, const ByteSource& source, uint8_t* to) const;
 
   int64_t largestStrip_ = 0, rowsPerStrip_ = 0;
   bool plainStrips_ =
@@ -100,31 +102,31 @@ std::string StripDecoder::start(const DecodeRequest& request) {
 }
 
 // What the library would do to a row of a strip that is not compressed.
-bool StripDecoder::readPlainRow(TIFF* tiff, uint16_t plane, const ByteSource& source) {
+bool StripDecoder::readPlainRow(TIFF* tiff, uint16_t plane, const ByteSource& source, uint8_t* to) const {
   const uint32_t strip = TIFFComputeStrip(tiff, static_cast<uint32_t>(finishedRows_), plane);
   const auto rowBytes = static_cast<int64_t>(buffer_.size());
   const int64_t inStrip = finishedRows_ % rowsPerStrip_ * rowBytes;
   const uint64_t begin = TIFFGetStrileOffset(tiff, strip), length = TIFFGetStrileByteCount(tiff, strip);
   const auto fileSize = static_cast<uint64_t>(source.size());
   if (begin > fileSize || length < static_cast<uint64_t>(inStrip + rowBytes)) return false;
-  if (source.read(static_cast<int64_t>(begin) + inStrip, buffer_.data(), buffer_.size()) != buffer_.size()) {
-    return false;
-  }
-  if (tags_.fillOrder == FILLORDER_LSB2MSB) TIFFReverseBits(buffer_.data(), rowBytes);
+  if (source.read(static_cast<int64_t>(begin) + inStrip, to, buffer_.size()) != buffer_.size()) return false;
+  if (tags_.fillOrder == FILLORDER_LSB2MSB) TIFFReverseBits(to, rowBytes);
   if (!TIFFIsByteSwapped(tiff)) return true;
-  if (tags_.bits == 16) TIFFSwabArrayOfShort(reinterpret_cast<uint16_t*>(buffer_.data()), rowBytes / 2);
-  if (tags_.bits == 32) TIFFSwabArrayOfLong(reinterpret_cast<uint32_t*>(buffer_.data()), rowBytes / 4);
-  if (tags_.bits == 64) TIFFSwabArrayOfDouble(reinterpret_cast<double*>(buffer_.data()), rowBytes / 8);
+  if (tags_.bits == 16) TIFFSwabArrayOfShort(reinterpret_cast<uint16_t*>(to), rowBytes / 2);
+  if (tags_.bits == 32) TIFFSwabArrayOfLong(reinterpret_cast<uint32_t*>(to), rowBytes / 4);
+  if (tags_.bits == 64) TIFFSwabArrayOfDouble(reinterpret_cast<double*>(to), rowBytes / 8);
   return true;
 }
 
 bool StripDecoder::readRow(size_t plane) {
   TIFF* tiff = files_[plane]->handle();
   const uint16_t sample = planeOf(plane);
-  const bool ok = plainStrips_ ? readPlainRow(tiff, sample, files_[plane]->source())
-                               : TIFFReadScanline(tiff, buffer_.data(), static_cast<uint32_t>(finishedRows_),
-                                                  sample) >= 0;
-  if (ok) copy(buffer_.data(), image_.layout.width, plane, image_.row(finishedRows_));
+  uint8_t* const row = image_.row(finishedRows_);
+  uint8_t* const to = asTheyAre() ? row : buffer_.data();
+  const bool ok = plainStrips_
+                      ? readPlainRow(tiff, sample, files_[plane]->source(), to)
+                      : TIFFReadScanline(tiff, to, static_cast<uint32_t>(finishedRows_), sample) >= 0;
+  if (ok && to != row) copy(to, image_.layout.width, plane, row);
   return ok;
 }
 

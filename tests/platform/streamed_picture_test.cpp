@@ -269,20 +269,23 @@ TEST(StreamedPicture, PixelsThatTheLibraryConvertsComeStripByStrip) {
 TEST(StreamedPicture, ReleasedRowsTakeNoMemory) {
   const TemporaryFolder folder;
   const std::string path = folder.file("a.tif");
-  testing::writeTiff(path, rgb(), {});
+  testing::writeTiff(path, largeBitmap(8), {});
   std::string error;
   const auto picture = StreamedPicture::open(path, {}, &error);
-  ASSERT_EQ(picture->provide(203), "");
+  const Bitmap& bitmap = picture->bitmap();
+  ASSERT_EQ(picture->provide(bitmap.height()), "");
+  const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
   const auto resident = [&] {
-    std::vector<unsigned char> pages(20);
-    EXPECT_EQ(mincore(const_cast<uint8_t*>(picture->bitmap().row(0)),
-                      pages.size() * static_cast<size_t>(sysconf(_SC_PAGESIZE)), pages.data()),
-              0);
-    return std::count_if(pages.begin(), pages.end(), [](unsigned char page) { return page & 1; });
+    std::vector<unsigned char> pages(
+        (static_cast<size_t>(bitmap.layout().bytesPerRow * bitmap.height()) + page - 1) / page);
+    EXPECT_EQ(mincore(const_cast<uint8_t*>(bitmap.row(0)), pages.size() * page, pages.data()), 0);
+    return std::count_if(pages.begin(), pages.end(), [](unsigned char state) { return state & 1; });
   };
-  EXPECT_EQ(resident(), 20);
-  picture->release(101);  // 42,723 bytes
-  EXPECT_EQ(resident(), 20 - 42723 / sysconf(_SC_PAGESIZE));
+  const auto all = resident();
+  // In steps of 2 MiB.
+  constexpr int64_t kReleased = int64_t{4} << 20;
+  picture->release((kReleased + 4000) / bitmap.layout().bytesPerRow + 1);
+  EXPECT_EQ(all - resident(), kReleased / static_cast<int64_t>(page));
 }
 
 TEST(StreamedPicture, WhatCannotBeHadIsToldBeforeTheWorkStarts) {
