@@ -126,8 +126,8 @@ std::string CIContext::renderBands(const RenderRequest& request, PixelLayout lay
   return error;
 }
 
-bool CIContext::readsInBands(const RenderRequest& request, const Bitmap& source) const {
-  return problemOf(request).empty() && RenderJob(options_, request).readsInBands(source);
+bool CIContext::readsInBands(const RenderRequest& request) const {
+  return problemOf(request).empty() && RenderJob(options_, request).readsInBands();
 }
 
 std::string CIContext::explain(const RenderRequest& request, RenderPlan& plan) const {

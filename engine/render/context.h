@@ -76,8 +76,9 @@ struct SourceRows {
 struct BandCallbacks {
   // Called before a band is computed, on the calling thread. An error ends the rendering.
   std::function<std::string(const std::vector<SourceRows>&)> provide;
-  // One finished band. An error ends the rendering.
-  std::function<std::string(int64_t firstRow, int64_t rows, const uint8_t* bytes, int64_t bytesPerRow)> write;
+  // One finished band, whose bytes may be swapped for as many others. An error ends the rendering.
+  std::function<std::string(int64_t firstRow, int64_t rows, std::vector<uint8_t>& bytes, int64_t bytesPerRow)>
+      write;
 };
 
 class CIContext {
@@ -99,9 +100,9 @@ class CIContext {
   // Of `layout`, bytesPerRow does not count.
   std::string renderBands(const RenderRequest& request, PixelLayout layout, const ColorSpacePtr& space,
                           const BandCallbacks& callbacks, RenderStatistics* statistics = nullptr) const;
-  // False where some part of the recipe reads `source` in no order: then renderBands would read all of it
+  // False where some part of the recipe reads a picture in no order: then renderBands would read all pictures
   // before the first band.
-  bool readsInBands(const RenderRequest& request, const Bitmap& source) const;
+  bool readsInBands(const RenderRequest& request) const;
   // Without rendering. Returns the error, empty on success.
   std::string explain(const RenderRequest& request, RenderPlan& plan) const;
 

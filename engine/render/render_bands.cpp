@@ -39,7 +39,7 @@ std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& 
     evaluators.push_back(
         std::make_unique<RowEvaluator>(program, passes, tiles.back(), std::move(regions), set_, abandoned()));
   }
-  const int64_t bandBytes = (tiled ? 32 : 8) << 20, leastRows = 16, mostRows = tiled ? 4096 : 256;
+  const int64_t bandBytes = (tiled ? 32 : 8) << 20, leastRows = 16, mostRows = tiled ? 4096 : 128;
   int64_t rows = std::clamp(bandBytes / std::max<int64_t>(1, layout.bytesPerRow), leastRows, mostRows);
   if (tiled && rows > tiling.height) rows -= rows % tiling.height;
   std::vector<uint8_t> bytes(static_cast<size_t>(std::min(rows, frame_.height()) * layout.bytesPerRow));
@@ -68,7 +68,7 @@ std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& 
       });
     }
     if (!progress.error().empty()) return progress.error();
-    if (std::string error = callbacks.write(frame_.y1 - top, count, bytes.data(), layout.bytesPerRow);
+    if (std::string error = callbacks.write(frame_.y1 - top, count, bytes, layout.bytesPerRow);
         !error.empty())
       return error;
   }
@@ -110,16 +110,12 @@ std::vector<SourceRows> RenderJob::sourceRows(const Program& program, const Inde
   return list;
 }
 
-bool RenderJob::readsInBands(const Bitmap& bitmap) {
+bool RenderJob::readsInBands() {
   Program program;
   if (!build(program).empty()) return false;
-  const auto source = program.sources.find(bitmap.serial());
   for (const Step& step : program.steps)
-    for (const GridEdge& edge : step.edges) {
-      const bool inOrder = step.followsRows() && edge.toGrid.d > 0;
-      const bool reads = source != program.sources.end() && edge.source == source->second.get();
-      if (!inOrder && (edge.step >= 0 || reads)) return false;
-    }
+    for (const GridEdge& edge : step.edges)
+      if (!step.followsRows() || edge.toGrid.d <= 0) return false;
   return program.tables.empty() && program.found.empty();
 }
 

@@ -25,7 +25,7 @@ class RenderJob {
   double keepingSeconds() const { return keepingSeconds_; }
   std::string run(const PixelLayout& layout, const ColorSpacePtr& space, uint8_t* pixels);
   std::string runBands(const PixelLayout& layout, const ColorSpacePtr& space, const BandCallbacks& callbacks);
-  bool readsInBands(const Bitmap& source);
+  bool readsInBands();
   std::string explain(RenderPlan& plan);
 
  private:

@@ -15,6 +15,7 @@
 #include "hosts/cli/interruption.h"
 #include "hosts/cli/progress.h"
 #include "hosts/cli/render_job.h"
+#include "hosts/cli/source_files.h"
 #include "platform/log.h"
 #include "platform/resources.h"
 #include "source/core/stack/chain_check.h"
@@ -152,28 +153,21 @@ int Batch::run(int jobs) {
 
 // Why a picture cannot be decoded to its end, or nothing.
 std::string damageIn(const std::string& path) {
-  std::string error;
-  const auto picture = StreamedPicture::open(path, {}, &error);
-  if (!picture) return error;
-  constexpr int64_t kRows = 64;
-  for (int64_t row = 0; row < picture->bitmap().height() && error.empty(); row += kRows) {
-    error = picture->provide(row + kRows);
-    picture->release(row);
-  }
-  return error;
+  SourceFiles files(path, false);
+  return files.error().empty() ? files.provideRest() : files.error();
 }
 
-// The pictures of a chain that can be read whole; else nothing, and everything in the way is said. They are
-// decoded, as headers alone do not tell of damage.
-std::optional<std::vector<std::string>> picturesOfWholeChain(const std::string& file,
-                                                             const std::string& text) {
+// The pictures of a chain that can be read whole; else nothing, and everything in the way is said. Headers
+// alone do not tell of damage: before a batch they are decoded, a single render finds it on the way.
+std::optional<std::vector<std::string>> picturesOfWholeChain(const std::string& file, const std::string& text,
+                                                             bool forBatch) {
   const std::vector<ChainProblem> problems = checkChain(text);
   for (const ChainProblem& problem : problems)
     if (problem.severity == ChainSeverity::error) failure(file + ": " + describe(problem));
   if (hasErrors(problems)) return std::nullopt;
   const ChainTextResult chain = readChainText(text);
   const std::set<std::string> paths = imagePathsInChain(chain.boxes());
-  for (const std::string& path : paths)
+  for (const std::string& path : forBatch ? paths : std::set<std::string>())
     if (const std::string damage = damageIn(path); !damage.empty()) {
       failure(file + ": " + damage);
       return std::nullopt;
@@ -186,7 +180,7 @@ int runRender(const RenderArguments& arguments) {
   const FileContents chain = readChainFile(arguments.chain);
   if (!chain.ok()) return failure(chain.error);
   const std::string text = textOf(chain);
-  const auto pictures = picturesOfWholeChain(arguments.chain, text);
+  const auto pictures = picturesOfWholeChain(arguments.chain, text, !arguments.outputFolder.empty());
   if (!pictures) return kFailed;
   if (!arguments.outputFolder.empty()) {
     std::error_code problem;

@@ -6,13 +6,14 @@
 #include "hosts/cli/stopwatch.h"
 #include "hosts/cli/streamed_render.h"
 #include "source/core/session/KPImageFilter.h"
+#include "source/parameters/chain_pictures.h"
 
 namespace vello::cli {
 namespace {
 
 // What is found out only on the way; a render that finds it out is done again.
 struct Way {
-  bool randomAccess = false;  // the recipe reads the source in no order
+  bool randomAccess = false;  // the recipe reads a picture in no order
   bool keepAlpha = false;     // not every pixel of the result is opaque
 };
 
@@ -82,23 +83,24 @@ void explain(const PictureRequest& picture, const RenderTask& task, RenderReport
 // False when it is to be done again in a `way` that was changed.
 bool renderIn(Way& way, const RenderTask& task, const RenderSettings& settings,
               const std::function<bool(double)>& progress, RenderReport& report) {
-  std::string error;
-  std::unique_ptr<StreamedPicture> source;
-  {
-    const SecondsSpent spent(report.decodeSeconds);
-    source = StreamedPicture::open(task.input, {.randomAccess = way.randomAccess}, &error);
-  }
-  if (!source) return report.errors.push_back(error), true;
-  report.width = source->bitmap().width();
-  report.height = source->bitmap().height();
-  report.storage = source->storage();
-  noteColorSpace(source->bitmap(), task, report);
+  SourceFiles files(task.input, way.randomAccess);
+  if (!files.error().empty()) return report.errors.push_back(files.error()), true;
+  const StreamedPicture& source = files.source();
+  report.width = source.bitmap().width();
+  report.height = source.bitmap().height();
+  report.storage = source.storage();
+  noteColorSpace(source.bitmap(), task, report);
 
-  const auto session = KPImageFilter::imageFilterWithCGImage({source->bitmap(), 0});
+  const auto session = KPImageFilter::imageFilterWithCGImage({source.bitmap(), 0});
   KPImageFilterWindowController& controller = session->windowController();
-  if (!controller.applyFilterChain(settings.chain))
-    return report.errors.push_back(task.input + ": the chain could not be applied"), true;
-  PictureRequest picture = requestFor(controller, *source, task, settings);
+  {
+    const PictureReaderScope reader(
+        [&](const std::string& path, int64_t maxPixels) { return files.picture(path, maxPixels); });
+    if (!controller.applyFilterChain(settings.chain))
+      return report.errors.push_back(task.input + ": the chain could not be applied"), true;
+  }
+  if (!files.error().empty()) return report.errors.push_back(task.input + ": " + files.error()), true;
+  PictureRequest picture = requestFor(controller, source, task, settings);
   picture.keepAlpha |= way.keepAlpha;
   picture.progress = progress;
   if (settings.explain) {
@@ -106,14 +108,13 @@ bool renderIn(Way& way, const RenderTask& task, const RenderSettings& settings,
     reportFailures(controller.filterStack(), task, report);
     return true;
   }
-  if (!way.randomAccess &&
-      !CIContext(picture.options).readsInBands(renderRequestFor(picture), source->bitmap()))
+  if (!way.randomAccess && !CIContext(picture.options).readsInBands(renderRequestFor(picture)))
     return way.randomAccess = true, false;
   const StreamedResult result =
-      renderToFile({picture, *source, task.output, optionsFor(*source, task, settings)});
+      renderToFile({picture, files, task.output, optionsFor(source, task, settings)});
   if (result.needsAlpha) return way.keepAlpha = true, false;
   reportFailures(controller.filterStack(), task, report);
-  addResult(result, *source, task, report);
+  addResult(result, source, task, report);
   return true;
 }
 

@@ -1,5 +1,8 @@
 #include "hosts/cli/streamed_render.h"
 
+#include <array>
+#include <bit>
+#include <cstring>
 #include <future>
 
 #include "hosts/cli/stopwatch.h"
@@ -8,13 +11,26 @@
 namespace vello::cli {
 namespace {
 
-// The highest value of an alpha component has all bits set, whatever the byte order.
+// The bits that all pixels have set.
+template <class Pixel>
+Pixel common(const uint8_t* row, int64_t width) {
+  Pixel all = static_cast<Pixel>(-1), pixel;
+  for (int64_t x = 0; x < width; ++x) {
+    std::memcpy(&pixel, row + x * int64_t{sizeof pixel}, sizeof pixel);
+    all &= pixel;
+  }
+  return all;
+}
+
+// Of four components, the last is alpha, whose highest value has all bits set.
 bool isOpaque(const uint8_t* row, const PixelLayout& layout) {
-  const int64_t pixel = layout.bytesPerPixel(), alpha = pixel / layout.componentsPerPixel;
-  uint8_t all = 0xFF;
-  for (int64_t end = pixel; end <= pixel * layout.width; end += pixel)
-    for (int64_t i = end - alpha; i < end; ++i) all &= row[i];
-  return all == 0xFF;
+  const auto pixels8 = [&] {
+    return std::bit_cast<std::array<uint8_t, 4>>(common<uint32_t>(row, layout.width));
+  };
+  const auto pixels16 = [&] {
+    return std::bit_cast<std::array<uint16_t, 4>>(common<uint64_t>(row, layout.width));
+  };
+  return layout.bitsPerComponent == 8 ? pixels8()[3] == 0xFF : pixels16()[3] == 0xFFFF;
 }
 
 // Takes the finished bands, and writes one while the next is computed. Pixels that are all opaque, as far as
@@ -27,10 +43,11 @@ class BandWriter {
         result_(result),
         writer_(request.output, written(), request.picture.space, request.options) {}
   // Errors are those of the band before.
-  std::string write(int64_t firstRow, int64_t rows, const uint8_t* bytes, int64_t bytesPerRow) {
+  std::string write(int64_t firstRow, int64_t rows, std::vector<uint8_t>& bytes, int64_t bytesPerRow) {
     const SecondsSpent spent(result_.writeSeconds);
     if (std::string error = wait(); !error.empty()) return error;
-    band_.assign(bytes, bytes + rows * bytesPerRow);
+    band_.resize(bytes.size());
+    band_.swap(bytes);
     writing_ = std::async(std::launch::async, [=, this] { return writeBand(firstRow, rows, bytesPerRow); });
     return {};
   }
@@ -64,39 +81,6 @@ class BandWriter {
   std::future<std::string> writing_;  // the last: it is waited for before anything it uses goes
 };
 
-// Provides what a band reads and gives back what the bands before it were the last to read. What is kept
-// whole is provided as a whole: it may be read in any order.
-class SourceReader {
- public:
-  SourceReader(StreamedPicture& source, double& seconds) : source_(source), seconds_(seconds) {}
-  std::string provide(const std::vector<SourceRows>& rows) {
-    const SecondsSpent spent(seconds_);
-    for (const SourceRows& part : rows) {
-      if (part.serial != source_.bitmap().serial()) continue;
-      const bool inMemory = source_.storage() == StreamedPicture::Storage::inMemory;
-      if (!inMemory) source_.release(part.begin);
-      provided_ = source_.isRowByRow() ? part.end : source_.bitmap().height();
-      if (std::string problem = source_.provide(provided_); !problem.empty()) return problem;
-    }
-    return {};
-  }
-  // After the last band.
-  std::string provideRest() {
-    const SecondsSpent spent(seconds_);
-    constexpr int64_t kRows = 64;
-    for (; provided_ < source_.bitmap().height(); provided_ += kRows) {
-      source_.release(provided_);
-      if (std::string problem = source_.provide(provided_ + kRows); !problem.empty()) return problem;
-    }
-    return {};
-  }
-
- private:
-  StreamedPicture& source_;
-  double& seconds_;
-  int64_t provided_ = 0;
-};
-
 }  // namespace
 
 StreamedResult renderToFile(const StreamedRequest& request) {
@@ -105,17 +89,21 @@ StreamedResult renderToFile(const StreamedRequest& request) {
   BandWriter writer(request, layout, result);
   result.error = writer.writer().error();
   if (!result.ok()) return result;
-  SourceReader source(request.source, result.decodeSeconds);
   const BandCallbacks callbacks{
-      [&](const std::vector<SourceRows>& rows) { return source.provide(rows); },
-      [&](int64_t firstRow, int64_t rows, const uint8_t* bytes, int64_t bytesPerRow) {
+      [&](const std::vector<SourceRows>& rows) {
+        const SecondsSpent spent(result.decodeSeconds);
+        return request.sources.provide(rows);
+      },
+      [&](int64_t firstRow, int64_t rows, std::vector<uint8_t>& bytes, int64_t bytesPerRow) {
         return writer.write(firstRow, rows, bytes, bytesPerRow);
       }};
   result.error =
       CIContext(request.picture.options)
           .renderBands(renderRequestFor(request.picture), layout, request.picture.space, callbacks);
-  // A damaged file is told of also where the result needs no more of its rows.
-  if (result.ok()) result.error = source.provideRest();
+  if (result.ok()) {
+    const SecondsSpent spent(result.decodeSeconds);
+    result.error = request.sources.provideRest();
+  }
   if (result.ok()) result.error = writer.finish();
   for (const std::string& text : writer.writer().warnings())
     result.warnings.push_back(request.output + ": " + text);

@@ -6,13 +6,14 @@
 #include <vector>
 
 #include "hosts/cli/picture.h"
-#include "platform/streamed_picture.h"
+#include "hosts/cli/source_files.h"
+#include "platform/image_file.h"
 
 namespace vello::cli {
 
 struct StreamedRequest {
-  PictureRequest picture;   // without keepAlpha the file has no alpha
-  StreamedPicture& source;  // the picture's recipe reads its bitmap
+  PictureRequest picture;  // without keepAlpha the file has no alpha
+  SourceFiles& sources;    // the picture's recipe reads their bitmaps
   std::string output;
   ImageWriteOptions options;
 };
@@ -25,7 +26,7 @@ struct StreamedResult {
   bool ok() const { return error.empty(); }
 };
 
-// Blocks. Errors of the source and the output name their file, those of the rendering do not.
+// Blocks. Errors of the sources and the output name their file, those of the rendering do not.
 StreamedResult renderToFile(const StreamedRequest& request);
 
 }  // namespace vello::cli

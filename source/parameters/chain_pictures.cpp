@@ -12,6 +12,7 @@ namespace {
 constexpr const char* kTooMany = "*** Vello : the chain names more pictures than it may: %@ is not read\n";
 
 thread_local ChainPictures* innermost = nullptr;
+thread_local PictureReader readFile = readPicture;
 
 }  // namespace
 
@@ -30,15 +31,20 @@ CIImage ChainPictures::pictureAtPath(const std::string& path) {
     return {};
   }
   CIImage& image = pictures_[path];
-  image = readPicture(path, pixelsLeft_);
+  image = readFile(path, pixelsLeft_);
   if (const Bitmap* bitmap = image.sourceBitmap()) pixelsLeft_ -= bitmap->width() * bitmap->height();
   return image;
 }
 
+PictureReaderScope::PictureReaderScope(PictureReader reader)
+    : outer_(std::exchange(readFile, std::move(reader))) {}
+
+PictureReaderScope::~PictureReaderScope() { readFile = std::move(outer_); }
+
 CIImage pictureAtPath(const std::string& path) {
   if (const auto image = defaultPictureAtPath(path)) return *image;
   ChainPictures* chain = ChainPictures::current();
-  return chain ? chain->pictureAtPath(path) : readPicture(path);
+  return chain ? chain->pictureAtPath(path) : readFile(path, 0);
 }
 
 }  // namespace vello

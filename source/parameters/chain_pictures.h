@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 
@@ -29,6 +30,22 @@ class ChainPictures {
   int64_t pixelsLeft_;
   std::map<std::string, CIImage> pictures_;  // by path; nil for what cannot be read
   ChainPictures* outer_;
+};
+
+// nil for a file that cannot be read or has more than `maxPixels` pixels (0: as many as fit the machine).
+using PictureReader = std::function<CIImage(const std::string& path, int64_t maxPixels)>;
+
+// While one lives, pictures this thread's image controllers load are read by `reader`, in place of being
+// decoded at once.
+class PictureReaderScope {
+ public:
+  explicit PictureReaderScope(PictureReader reader);
+  ~PictureReaderScope();
+  PictureReaderScope(const PictureReaderScope&) = delete;
+  PictureReaderScope& operator=(const PictureReaderScope&) = delete;
+
+ private:
+  PictureReader outer_;
 };
 
 // The picture in a file, from where it is already decoded if it is; nil, logged, when it cannot be read.

@@ -90,4 +90,12 @@ inline std::string numberMember(const std::string& key, const std::string& numbe
   return "<key>" + key + "</key><real>" + number + "</real>";
 }
 
+// A picture file stretched over the lower left corner of the source.
+inline std::string pictureMember(const std::string& key, const std::string& path, int width, int height) {
+  const std::string place =
+      "<string>{{0, 0}, {" + std::to_string(width) + ", " + std::to_string(height) + "}}</string>";
+  return "<key>" + key + "</key><dict><key>path</key><string>" + path + "</string><key>bounds</key>" + place +
+         "<key>source</key>" + place + "</dict>";
+}
+
 }  // namespace vello::test

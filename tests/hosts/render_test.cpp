@@ -58,23 +58,46 @@ TEST_F(Render, ChainThatChangesNothingGivesTheSourcesBytes) {
   }
 }
 
+// What the session gives has premultiplied alpha.
+void expectPixelsOfSession(const Bitmap& ours, const Bitmap& source, const std::string& chain) {
+  const auto theirs = KPImageFilter::imageFilterWithCGImage({source, 0})->filterResultForChain(chain);
+  ASSERT_TRUE(theirs);
+  const Bytes bytes = pixels(ours);
+  const auto pixel = static_cast<size_t>(ours.layout().componentsPerPixel);
+  ASSERT_EQ(bytes.size() / pixel, theirs->size() / 4);
+  for (size_t i = 0; i < theirs->size(); ++i) {
+    if (pixel == 3 && i % 4 == 3) continue;
+    const uint8_t* own = &bytes[i / 4 * pixel];
+    const double alpha = pixel == 4 ? own[3] / 255.0 : 1;
+    const double expected = i % 4 == 3 ? own[3] : own[i % 4] * alpha;
+    // Two roundings apart where alpha is not 1.
+    ASSERT_NEAR(theirs->data()[i], expected, pixel == 3 ? 0 : 1.5) << i;
+  }
+}
+
 TEST_F(Render, PixelsAreThoseOfTheSession) {
   for (const int components : {3, 4}) {
-    const Bitmap source = noise({24, 16, 8, components, ColorSpace::named("Display P3")});
-    writePicture(folder / "a.png", source);
-    const Bytes ours = pixels(result("a.png", "darker.chain", "o.png"));
-    const auto session = KPImageFilter::imageFilterWithCGImage({readPicture(folder / "a.png").bitmap, 0});
-    const auto theirs = session->filterResultForChain(kDarker);
-    ASSERT_TRUE(theirs);
-    const auto pixel = static_cast<size_t>(components);
-    ASSERT_EQ(ours.size() / pixel, theirs->size() / 4);
-    for (size_t i = 0; i < theirs->size(); ++i) {
-      if (components == 3 && i % 4 == 3) continue;
-      const uint8_t* own = &ours[i / 4 * pixel];
-      const double alpha = components == 4 ? own[3] / 255.0 : 1;
-      const double expected = i % 4 == 3 ? own[3] : own[i % 4] * alpha;
-      // Two roundings apart where alpha is not 1.
-      ASSERT_NEAR(theirs->data()[i], expected, components == 3 ? 0 : 1) << i;
+    writePicture(folder / "a.png", noise({24, 16, 8, components, ColorSpace::named("Display P3")}));
+    const Bitmap ours = result("a.png", "darker.chain", "o.png");
+    EXPECT_EQ(ours.layout().componentsPerPixel, components);
+    expectPixelsOfSession(ours, readPicture(folder / "a.png").bitmap, kDarker);
+  }
+}
+
+TEST_F(Render, PicturesOfTheChainAreReadAsTheSessionReadsThem) {
+  // Some bands high; what is turned is read in no order.
+  const PictureKind kind{40, 700, 8, 3, ColorSpace::sRGB()};
+  const std::string blur = box("CIGaussianBlur", numberMember("inputRadius", "9"));
+  writePicture(folder / "a.tif", noise(kind, 1));
+  for (const char* name : {"b.tif", "b.png", "b.jpg", "larger.png"}) {
+    writePicture(folder / name, noise(name[0] == 'l' ? PictureKind{90, 1500} : kind, 2));
+    const std::string multiplied =
+        box("CIMultiplyCompositing", pictureMember("inputImage", folder / name, 40, 700));
+    for (const std::string& after : {std::string(), blur, box("CITwirlDistortion")}) {
+      const std::string chain = chainText(multiplied + after);
+      SCOPED_TRACE(name + after);
+      writeText(folder / "c.chain", chain);
+      expectPixelsOfSession(result("a.tif", "c.chain", "o.tif"), readPicture(folder / "a.tif").bitmap, chain);
     }
   }
 }
@@ -243,10 +266,7 @@ TEST_F(Render, ChainThatCannotBeFullyReadIsRefusedBeforeAnything) {
   writePicture(folder / "cut.png", noise({}));
   fs::resize_file(folder / "cut.png", fs::file_size(folder / "cut.png") - 40);
   const auto mask = [&](const std::string& file) {
-    return chainText(box("CIBlendWithMask", "<key>inputMaskImage</key><dict><key>path</key><string>" +
-                                                (folder / file) +
-                                                "</string><key>bounds</key><string>{{0, 0}, {1, 1}}</string>"
-                                                "<key>source</key><string>{{0, 0}, {1, 1}}</string></dict>"));
+    return chainText(box("CIBlendWithMask", pictureMember("inputMaskImage", folder / file, 1, 1)));
   };
   const struct {
     const char* name;
@@ -268,6 +288,11 @@ TEST_F(Render, ChainThatCannotBeFullyReadIsRefusedBeforeAnything) {
     EXPECT_EQ(ended.status, 1) << row.name;
     EXPECT_THAT(ended.errors, HasSubstr(row.said)) << row.name;
     EXPECT_FALSE(fs::exists(folder / "out")) << row.name;
+    const Ended single =
+        render({folder / "a.png", "--chain", folder / "c.chain", "-o", folder / "single.png"});
+    EXPECT_EQ(single.status, 1) << row.name;
+    EXPECT_THAT(single.errors, HasSubstr(row.said)) << row.name;
+    EXPECT_FALSE(fs::exists(folder / "single.png")) << row.name;
   }
 }
 

@@ -158,7 +158,7 @@ TEST(ContextTest, AScaledPictureIsReadInBandsUnlessItIsTurned) {
     const CGRect rect{{3, 5}, {150, 700}};
     const RenderRequest request{moved, rect};
     const CIContext context({.tileSide = 64});
-    EXPECT_EQ(context.readsInBands(request, *source.sourceBitmap()), row.inBands) << row.name;
+    EXPECT_EQ(context.readsInBands(request), row.inBands) << row.name;
     std::vector<uint8_t> bytes;
     int64_t released = 0;
     BandCallbacks bands;
@@ -169,8 +169,8 @@ TEST(ContextTest, AScaledPictureIsReadInBandsUnlessItIsTurned) {
       }
       return std::string();
     };
-    bands.write = [&](int64_t, int64_t count, const uint8_t* from, int64_t bytesPerRow) {
-      bytes.insert(bytes.end(), from, from + count * bytesPerRow);
+    bands.write = [&](int64_t, int64_t count, std::vector<uint8_t>& band, int64_t bytesPerRow) {
+      bytes.insert(bytes.end(), band.begin(), band.begin() + count * bytesPerRow);
       return std::string();
     };
     EXPECT_EQ(context.renderBands(request, rgba8(0, 0), ColorSpace::sRGB(), bands), "") << row.name;

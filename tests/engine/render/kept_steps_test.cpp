@@ -130,11 +130,12 @@ TEST(KeptSteps, InBandsAreReadAsInOnePiece) {
   const CIImage image = twirled(softened(picture(kWidth, kHeight)));
   const auto expected = rendered(image, kFrame, rgba8(0, 0), smallTiles(0));
   std::vector<uint8_t> bytes;
-  const BandCallbacks callbacks{[](const std::vector<SourceRows>&) { return std::string(); },
-                                [&](int64_t, int64_t rows, const uint8_t* from, int64_t bytesPerRow) {
-                                  bytes.insert(bytes.end(), from, from + rows * bytesPerRow);
-                                  return std::string();
-                                }};
+  const BandCallbacks callbacks{
+      [](const std::vector<SourceRows>&) { return std::string(); },
+      [&](int64_t, int64_t rows, const std::vector<uint8_t>& band, int64_t bytesPerRow) {
+        bytes.insert(bytes.end(), band.begin(), band.begin() + rows * bytesPerRow);
+        return std::string();
+      }};
   EXPECT_EQ(CIContext(smallTiles(1))
                 .renderBands({image, kFrame, 1, {}}, rgba8(0, 0), ColorSpace::sRGB(), callbacks),
             "");

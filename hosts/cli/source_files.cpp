@@ -1,0 +1,63 @@
+#include "hosts/cli/source_files.h"
+
+#include <algorithm>
+
+namespace vello::cli {
+
+std::string SourceFile::provide(int64_t begin, int64_t end) {
+  if (ahead_.valid()) ahead_.get();
+  if (picture_->storage() != StreamedPicture::Storage::inMemory) picture_->release(begin);
+  const int64_t height = picture_->bitmap().height();
+  if (!picture_->isRowByRow()) return picture_->provide(height);
+  const std::string& problem = picture_->provide(end);
+  if (problem.empty() && end > asked_) readAhead(std::min(height, 2 * end - asked_));
+  asked_ = std::max(asked_, end);
+  return problem;
+}
+
+// As many rows as were asked for the last time. An error comes when they are asked for.
+void SourceFile::readAhead(int64_t end) {
+  ahead_ = std::async(std::launch::async, [picture = picture_.get(), end] { picture->provide(end); });
+}
+
+std::string SourceFile::provideRest() {
+  constexpr int64_t kRows = 64;
+  const int64_t height = picture_->bitmap().height();
+  std::string problem;
+  for (; asked_ < height && problem.empty(); asked_ += kRows) problem = provide(asked_, asked_ + kRows);
+  return problem;
+}
+
+SourceFiles::SourceFiles(const std::string& source, bool randomAccess) : randomAccess_(randomAccess) {
+  open(source, 0);
+}
+
+const SourceFile* SourceFiles::open(const std::string& path, int64_t maxPixels) {
+  std::string problem;
+  auto picture =
+      StreamedPicture::open(path, {.limits = {.pixels = maxPixels}, .randomAccess = randomAccess_}, &problem);
+  if (picture) return &files_.emplace_back(std::move(picture));
+  if (error_.empty()) error_ = problem;
+  return nullptr;
+}
+
+CIImage SourceFiles::picture(const std::string& path, int64_t maxPixels) {
+  const SourceFile* file = open(path, maxPixels);
+  return file ? CIImage::imageWithBitmap(file->picture().bitmap()) : CIImage();
+}
+
+std::string SourceFiles::provide(const std::vector<SourceRows>& rows) {
+  for (const SourceRows& part : rows)
+    for (SourceFile& file : files_)
+      if (file.picture().bitmap().serial() == part.serial)
+        if (std::string problem = file.provide(part.begin, part.end); !problem.empty()) return problem;
+  return {};
+}
+
+std::string SourceFiles::provideRest() {
+  for (SourceFile& file : files_)
+    if (std::string problem = file.provideRest(); !problem.empty()) return problem;
+  return {};
+}
+
+}  // namespace vello::cli
