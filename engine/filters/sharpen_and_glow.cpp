@@ -30,7 +30,10 @@ float intensityOf(const Values& v) { return static_cast<float>(v.number("inputIn
 // Adds what the blur takes away. The blur is compared at the sample's own alpha, so that the image's borders,
 // where the blur fades, get no halo.
 struct AddDetail {
-  static constexpr int kHalvings = kOnce;
+  // Around a blur wider than the samples whole samples shoot beyond white, where they are clipped.
+  static int halvings(const Values& v, double pitch) {
+    return v.number("inputRadius") > 2 * pitch ? kTwice : kOnce;
+  }
   explicit AddDetail(const Values& v) : amount(intensityOf(v)) {}
   static CGRect extent(const Values&, View<CGRect> images) { return images[0]; }
   KERNEL float channel(float c, float blurred) const { return c + amount * (c - blurred); }

@@ -18,22 +18,6 @@ constexpr int kWidth = 448, kHeight = 320;
 constexpr CGRect kAll{{0, 0}, {kWidth, kHeight}};
 constexpr double kLikeness = 34;  // decibels
 
-// What falls short of kLikeness on photographs and on the chart, and why.
-struct Shortfall {
-  const char* filter;
-  double photos, chart;
-  const char* why;
-};
-constexpr Shortfall kShortfalls[] = {
-    {"CIUnsharpMask", kLikeness, 33, "edges that shoot beyond white clip on samples of half the pitch only"},
-};
-
-double leastLikeness(const std::string& filter, bool chart) {
-  for (const Shortfall& s : kShortfalls)
-    if (filter == s.filter) return chart ? s.chart : s.photos;
-  return kLikeness;
-}
-
 PitchClass classOf(const std::string& filter) { return findFilter(filter)->row->pitchClass; }
 
 // Premultiplied light of every sample as a file can hold it; the upper left one first.
@@ -91,12 +75,12 @@ CIImage outputOf(const std::string& name, const std::vector<CIImage>& images, bo
 
 class PitchTest : public ::testing::TestWithParam<std::string> {
  protected:
-  static void expectLike(const std::vector<CIImage>& images, bool chart) {
+  static void expectLike(const std::vector<CIImage>& images) {
     for (const bool middle : {false, true}) {
       const CIImage image = outputOf(GetParam(), images, middle);
       if (middle && image == outputOf(GetParam(), images, false)) continue;
       for (const int pitch : {2, 4, 8})
-        EXPECT_GE(likeness(scaledDown(image, pitch), light(image, pitch)), leastLikeness(GetParam(), chart))
+        EXPECT_GE(likeness(scaledDown(image, pitch), light(image, pitch)), kLikeness)
             << "pitch " << pitch << (middle ? ", sliders in the middle" : ", defaults");
     }
   }
@@ -104,14 +88,13 @@ class PitchTest : public ::testing::TestWithParam<std::string> {
 
 TEST_P(PitchTest, PhotographsLookLikeThemselvesScaledDown) {
   const CIImage outside = testing::landscape(kWidth, kHeight), inside = testing::stillLife(kWidth, kHeight);
-  expectLike({outside, inside}, false);
-  expectLike({inside, outside}, false);
+  expectLike({outside, inside});
+  expectLike({inside, outside});
 }
 
 TEST_P(PitchTest, HardEdgesLookLikeThemselvesScaledDown) {
   expectLike({testing::chart(kWidth, kHeight), testing::landscape(kWidth, kHeight),
-              testing::stillLife(kWidth, kHeight)},
-             true);
+              testing::stillLife(kWidth, kHeight)});
 }
 
 // Soft forms without noise that fade out before the picture ends, premultiplied.
