@@ -28,72 +28,69 @@ KERNEL void stored(const V& v, float* p) {
   std::memcpy(p, &v, sizeof v);
 }
 
-// Eight vectors of sums stay in registers while all rows are added.
-template <int Bytes, bool Symmetric>
-KERNEL void sumLoop(const float* const* rows, const float* weights, int count, float* out, int64_t n) {
-  using V = typename Lanes<Bytes>::Vector;
-  constexpr int lanes = Lanes<Bytes>::count, block = 8 * lanes;
-  const int half = Symmetric ? count / 2 : count;
-  int64_t k = 0;
-  for (; k + block <= n; k += block) {
-    V s0{}, s1{}, s2{}, s3{}, s4{}, s5{}, s6{}, s7{};
-    const auto add = [&](const float* p, float weight) __attribute__((always_inline)) {
-      const V w = V{} + weight;
-      s0 += w * loaded<V>(p), s1 += w * loaded<V>(p + lanes);
-      s2 += w * loaded<V>(p + 2 * lanes), s3 += w * loaded<V>(p + 3 * lanes);
-      s4 += w * loaded<V>(p + 4 * lanes), s5 += w * loaded<V>(p + 5 * lanes);
-      s6 += w * loaded<V>(p + 6 * lanes), s7 += w * loaded<V>(p + 7 * lanes);
-    };
-    const auto addPair = [&](const float* p, const float* q, float weight) __attribute__((always_inline)) {
-      const V w = V{} + weight;
-      s0 += w * (loaded<V>(p) + loaded<V>(q)), s1 += w * (loaded<V>(p + lanes) + loaded<V>(q + lanes));
-      s2 += w * (loaded<V>(p + 2 * lanes) + loaded<V>(q + 2 * lanes));
-      s3 += w * (loaded<V>(p + 3 * lanes) + loaded<V>(q + 3 * lanes));
-      s4 += w * (loaded<V>(p + 4 * lanes) + loaded<V>(q + 4 * lanes));
-      s5 += w * (loaded<V>(p + 5 * lanes) + loaded<V>(q + 5 * lanes));
-      s6 += w * (loaded<V>(p + 6 * lanes) + loaded<V>(q + 6 * lanes));
-      s7 += w * (loaded<V>(p + 7 * lanes) + loaded<V>(q + 7 * lanes));
-    };
+// Samples k on, `kVectors` vectors at a time, as long as there are so many; their sums stay in registers
+// while all rows are added. Returns the first sample that is left.
+template <class V, int kVectors, bool kSymmetric>
+KERNEL int64_t sumBlocks(const float* const* rows, const float* weights, int count, float* out, int64_t k,
+                         int64_t n) {
+  constexpr int lanes = sizeof(V) / sizeof(float);
+  const int half = kSymmetric ? count / 2 : count;
+  for (; k + kVectors * lanes <= n; k += kVectors * lanes) {
+    V sums[kVectors] = {};
     for (int t = 0; t < half; ++t) {
-      if (Symmetric) {
-        addPair(rows[t] + k, rows[count - 1 - t] + k, weights[t]);
-      } else {
-        add(rows[t] + k, weights[t]);
+      const float *const p = rows[t] + k, *const q = rows[count - 1 - t] + k;
+      const V w = V{} + weights[t];
+      for (int i = 0; i < kVectors; ++i) {
+        const V added = loaded<V>(p + i * lanes);
+        sums[i] += w * (kSymmetric ? added + loaded<V>(q + i * lanes) : added);
       }
     }
-    if (Symmetric) add(rows[half] + k, weights[half]);
-    stored(s0, out + k), stored(s1, out + k + lanes);
-    stored(s2, out + k + 2 * lanes), stored(s3, out + k + 3 * lanes);
-    stored(s4, out + k + 4 * lanes), stored(s5, out + k + 5 * lanes);
-    stored(s6, out + k + 6 * lanes), stored(s7, out + k + 7 * lanes);
+    for (int i = 0; i < kVectors; ++i) {
+      if (kSymmetric) sums[i] += (V{} + weights[half]) * loaded<V>(rows[half] + k + i * lanes);
+      stored(sums[i], out + k + i * lanes);
+    }
   }
-  for (; k < n; ++k) {
-    float s = 0;
-    for (int t = 0; t < half; ++t)
-      s += weights[t] * (Symmetric ? rows[t][k] + rows[count - 1 - t][k] : rows[t][k]);
-    out[k] = Symmetric ? s + weights[half] * rows[half][k] : s;
+  return k;
+}
+
+// What is left of a row by wide blocks is done in ever narrower ones: rows of tiles may be short.
+template <int Bytes, bool kSymmetric>
+KERNEL void sumLoop(const float* const* rows, const float* weights, int count, float* out, int64_t n) {
+  using Wide = typename Lanes<Bytes>::Vector;
+  using Narrow = typename Lanes<16>::Vector;
+  int64_t k = sumBlocks<Wide, 8, kSymmetric>(rows, weights, count, out, 0, n);
+  k = sumBlocks<Wide, 2, kSymmetric>(rows, weights, count, out, k, n);
+  k = sumBlocks<Wide, 1, kSymmetric>(rows, weights, count, out, k, n);
+  k = sumBlocks<Narrow, 1, kSymmetric>(rows, weights, count, out, k, n);
+  sumBlocks<float, 1, kSymmetric>(rows, weights, count, out, k, n);
+}
+
+template <class V, int kVectors>
+KERNEL int64_t scatterBlocks(const float* in, float* const* outs, const float* weights, int count, int64_t k,
+                             int64_t n) {
+  constexpr int lanes = sizeof(V) / sizeof(float);
+  for (; k + kVectors * lanes <= n; k += kVectors * lanes) {
+    V from[kVectors];
+    for (int i = 0; i < kVectors; ++i) from[i] = loaded<V>(in + k + i * lanes);
+    for (int t = 0; t < count; ++t) {
+      const V w = V{} + weights[t];
+      for (int i = 0; i < kVectors; ++i) {
+        float* const out = outs[t] + k + i * lanes;
+        stored(loaded<V>(out) + w * from[i], out);
+      }
+    }
   }
+  return k;
 }
 
 template <int Bytes>
 KERNEL void scatterLoop(const float* in, float* const* outs, const float* weights, int count, int64_t n) {
-  using V = typename Lanes<Bytes>::Vector;
-  constexpr int lanes = Lanes<Bytes>::count, block = 4 * lanes;
-  int64_t k = 0;
-  for (; k + block <= n; k += block) {
-    const V i0 = loaded<V>(in + k), i1 = loaded<V>(in + k + lanes), i2 = loaded<V>(in + k + 2 * lanes),
-            i3 = loaded<V>(in + k + 3 * lanes);
-    for (int t = 0; t < count; ++t) {
-      float* out = outs[t] + k;
-      const V w = V{} + weights[t];
-      stored(loaded<V>(out) + w * i0, out);
-      stored(loaded<V>(out + lanes) + w * i1, out + lanes);
-      stored(loaded<V>(out + 2 * lanes) + w * i2, out + 2 * lanes);
-      stored(loaded<V>(out + 3 * lanes) + w * i3, out + 3 * lanes);
-    }
-  }
-  for (; k < n; ++k)
-    for (int t = 0; t < count; ++t) outs[t][k] += weights[t] * in[k];
+  using Wide = typename Lanes<Bytes>::Vector;
+  using Narrow = typename Lanes<16>::Vector;
+  int64_t k = scatterBlocks<Wide, 4>(in, outs, weights, count, 0, n);
+  k = scatterBlocks<Wide, 1>(in, outs, weights, count, k, n);
+  k = scatterBlocks<Narrow, 1>(in, outs, weights, count, k, n);
+  scatterBlocks<float, 1>(in, outs, weights, count, k, n);
 }
 
 template <class F>
