@@ -525,7 +525,8 @@ bool isFinerThanAsked(const CIImage& image, const Lattice& lattice) {
 }
 
 Quality affordableQuality(const CIImage& image, const Lattice& lattice, ProgramOptions options) {
-  constexpr std::pair<Quality, double> most[] = {{Quality::settled, 56}, {Quality::lean, 2000}};
+  constexpr std::pair<Quality, double> most[] = {
+      {Quality::settled, 40}, {Quality::thorough, 120}, {Quality::lean, 2000}};
   // A full-size render has the samples it is defined by.
   if (image.isNil() || lattice.pitch <= 1) return Quality::draft;
   Request root{image.node(), lattice};

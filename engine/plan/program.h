@@ -100,9 +100,9 @@ const TexelSource* movedTexels(const Program& program);
 // Whether a program of the recipe may do so.
 bool movesTexels(const NodePtr& recipe);
 
-// The best quality, at most the lattice's, that is worth its work: a preview of a whole screen should take
-// some tenths of a second at most, or a few seconds where it would look like something else. Follows from the
-// recipe and the pitch alone.
+// The best quality, at most the lattice's, that is worth its work: a preview of a whole screen should take a
+// tenth of a second at most, a thorough one some tenths, or a few seconds where it would look like something
+// else. Follows from the recipe and the pitch alone.
 Quality affordableQuality(const CIImage& image, const Lattice& lattice, ProgramOptions options);
 // Whether the image's samples will be means of finer ones.
 bool isFinerThanAsked(const CIImage& image, const Lattice& lattice);

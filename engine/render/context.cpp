@@ -130,6 +130,10 @@ bool CIContext::readsInBands(const RenderRequest& request) const {
   return problemOf(request).empty() && RenderJob(options_, request).readsInBands();
 }
 
+Quality CIContext::affordableQuality(const RenderRequest& request) const {
+  return problemOf(request).empty() ? RenderJob(options_, request).affordableQuality() : Quality::draft;
+}
+
 std::string CIContext::explain(const RenderRequest& request, RenderPlan& plan) const {
   if (std::string problem = problemOf(request); !problem.empty()) return problem;
   return RenderJob(options_, request).explain(plan);

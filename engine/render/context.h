@@ -47,9 +47,9 @@ struct RenderRequest {
   // Told rectangles of the bitmap that are finished (rows from the top, x0 <= x < x1), from the rendering
   // threads, one at a time. With it, the middle of the picture is rendered first.
   std::function<void(const IndexRect&)> finished = nullptr;
-  // At a pitch above 1, settled samples look like the finished picture scaled down; drafts, made while
-  // somebody drags, may be harder or softer.
-  Quality quality = Quality::settled;
+  // At a pitch above 1, thorough samples look like the finished picture scaled down. Settled ones do where
+  // that is quick; drafts, made while somebody drags, may be harder or softer.
+  Quality quality = Quality::thorough;
 };
 
 struct RenderStatistics {
@@ -103,6 +103,8 @@ class CIContext {
   // False where some part of the recipe reads a picture in no order: then renderBands would read all pictures
   // before the first band.
   bool readsInBands(const RenderRequest& request) const;
+  // The quality a render will have: the one asked for, or less where that would take too long.
+  Quality affordableQuality(const RenderRequest& request) const;
   // Without rendering. Returns the error, empty on success.
   std::string explain(const RenderRequest& request, RenderPlan& plan) const;
 

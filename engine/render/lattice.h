@@ -13,9 +13,10 @@ namespace vello {
 // How much finer than the samples asked for a render may compute what would otherwise not look like the
 // picture scaled down.
 enum class Quality {
-  settled,  // whatever needs it
-  lean,     // what reads other places than its own, or is nothing on means: more would take too long
-  draft,    // nothing
+  thorough,  // whatever needs it, also where that takes some tenths of a second
+  settled,   // whatever needs it, for somebody who waits
+  lean,      // what reads other places than its own, or is nothing on means: more would take too long
+  draft,     // nothing
 };
 
 struct Lattice {

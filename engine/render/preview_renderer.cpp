@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <condition_variable>
 #include <mutex>
 #include <optional>
@@ -115,6 +116,8 @@ class PreviewRenderer::Worker {
   struct Running;
 
   void render(const Asked& asked);
+  void refine(const Running& settled);
+  void handOver(const Running& frame, const std::string& error);
   std::string compute(Running& frame);
   std::string prepare(Running& frame);
   std::string draw(Running& frame);
@@ -155,6 +158,7 @@ struct PreviewRenderer::Worker::Running {
   Running(const Asked& a, double now)
       : asked(a), started(now), request{a.request.image, a.request.rect, a.request.pitch} {}
   bool dragging() const { return asked.request.quality == PreviewRequest::Quality::dragging; }
+  bool thorough() const { return request.quality == Quality::thorough; }
   double samples() const { return static_cast<double>(layout.width) * static_cast<double>(layout.height); }
 };
 
@@ -162,9 +166,27 @@ void PreviewRenderer::Worker::render(const Asked& asked) {
   Running frame(asked, now_());
   const std::string error = compute(frame);
   lastGivenUp_ = frame.givenUp;
-  if (frame.givenUp || cancelled_) return;
-  PreviewFrame finished{
-      asked.request.token, asked.request.rect, frame.request.pitch, {}, true, now_() - asked.at, error};
+  if (!frame.givenUp && !cancelled_) handOver(frame, error);
+  if (error.empty() && !frame.dragging()) refine(frame);
+}
+
+// The same once more, unless somebody wants something else. Without it there is a frame already.
+void PreviewRenderer::Worker::refine(const Running& settled) {
+  Running frame(settled.asked, now_());
+  frame.layout = settled.layout;
+  frame.request.quality = Quality::thorough;
+  frame.patientUntil = -INFINITY;
+  try {
+    if (giveUp(frame) || context_.affordableQuality(frame.request) != Quality::thorough) return;
+    if (draw(frame).empty() && !giveUp(frame)) handOver(frame, {});
+  } catch (const std::bad_alloc&) {
+  }
+}
+
+void PreviewRenderer::Worker::handOver(const Running& frame, const std::string& error) {
+  const PreviewRequest& wanted = frame.asked.request;
+  PreviewFrame finished{wanted.token, wanted.rect,      frame.request.pitch,     {},
+                        true,         frame.thorough(), now_() - frame.asked.at, error};
   if (error.empty()) finished.bitmap = {frame.layout, space_, frame.pixels, frame.pixels.get()};
   deliver_(finished);
 }
@@ -187,6 +209,7 @@ std::string PreviewRenderer::Worker::prepare(Running& frame) {
   if (!layout) return error;
   frame.layout = *layout;
   frame.shape = costs_.shapeOf(wanted.image.node());
+  frame.request.quality = Quality::settled;
   if (frame.dragging()) {
     frame.scale = costs_.finestWithin(wanted.budget, frame.shape, frame.samples());
     frame.request.pitch *= kFrameScales[frame.scale];
@@ -215,7 +238,7 @@ std::string PreviewRenderer::Worker::draw(Running& frame) {
     };
   RenderStatistics statistics;
   std::string error = context_.render(frame.request, frame.layout, space_, frame.pixels.get(), &statistics);
-  if (error.empty() || frame.givenUp) learn(frame, statistics);
+  if (!frame.thorough() && (error.empty() || frame.givenUp)) learn(frame, statistics);
   return error;
 }
 
@@ -232,6 +255,7 @@ void PreviewRenderer::Worker::deliverParts(Running& frame) {
               frame.request.pitch,
               partOf(frame.layout, space_, frame.pixels.get(), part),
               false,
+              frame.thorough(),
               now_() - frame.asked.at,
               {}});
   }

@@ -32,6 +32,9 @@ struct PreviewFrame {
   double pitch = 1;   // of the bitmap: 1, 2 or 4 times what was asked for
   Bitmap bitmap;      // empty when `error` is set
   bool whole = true;  // else a part of a settled frame that takes long; the whole one follows, or a newer one
+  // A settled frame that would look more like the finished picture with more time than somebody waits for is
+  // followed by one that takes it, unless there is a newer one to make.
+  bool thorough = false;
   double seconds = 0;  // since it was asked for
   std::string error;
 };

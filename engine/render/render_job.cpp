@@ -93,10 +93,14 @@ std::string RenderJob::build(Program& program) {
   return buildProgram(recipe_, lattice_, programOptions(), program);
 }
 
+Quality RenderJob::affordableQuality() {
+  return vello::affordableQuality(request_.image, lattice_, programOptions());
+}
+
 // Finds out how fine the samples may be. Means of finer ones are taken of what the result can hold, not of
 // light beyond that.
 void RenderJob::settle(const PixelLayout& layout, const ColorSpacePtr& space) {
-  lattice_.quality = affordableQuality(request_.image, lattice_, programOptions());
+  lattice_.quality = affordableQuality();
   const bool clips = !layout.isFloat && space && space->model() == ColorSpace::Model::rgb;
   if (clips && isFinerThanAsked(request_.image, lattice_))
     recipe_ = withinRange(request_.image, *space, working_);

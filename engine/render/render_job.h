@@ -26,6 +26,7 @@ class RenderJob {
   std::string run(const PixelLayout& layout, const ColorSpacePtr& space, uint8_t* pixels);
   std::string runBands(const PixelLayout& layout, const ColorSpacePtr& space, const BandCallbacks& callbacks);
   bool readsInBands();
+  Quality affordableQuality();
   std::string explain(RenderPlan& plan);
 
  private:

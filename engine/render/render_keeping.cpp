@@ -8,7 +8,8 @@ namespace vello {
 
 // Reads what earlier renders have left from now on, and leaves what this recipe has in common with the last.
 void RenderJob::keepCommon() {
-  if (!options_.cache || options_.reference) return;
+  // A thorough frame is the last of its recipe.
+  if (!options_.cache || options_.reference || lattice_.quality == Quality::thorough) return;
   // Moved texels are written as they are; kept, they would be light.
   if (movesTexels(request_.image.node())) return;
   kept_ = [this](const Digest& recipe, const Lattice& lattice) {

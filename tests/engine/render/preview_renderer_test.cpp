@@ -129,6 +129,27 @@ TEST_F(PreviewRendererTest, AFrameIsThePictureAContextRenders) {
   EXPECT_TRUE(std::equal(expected.begin(), expected.end(), frame.bitmap.row(0)));
 }
 
+TEST_F(PreviewRendererTest, AtRestMoreThoroughFramesFollowUnlessThereAreNewerOnes) {
+  const CGRect all{{0, 0}, {512, 512}};
+  constexpr double kPitch = 8;
+  const CIImage image = testing::filtered(picture(512, 512), "CIUnsharpMask", {{"inputRadius", 30.0}});
+  PreviewRenderer* asked = nullptr;
+  PreviewRenderer renderer(options(), [&](const PreviewFrame& frame) {
+    frames_.push_back(frame);
+    if (frame.token == 1) asked->start({image, all, kPitch, Quality::settled, kBudget, 2});
+  });
+  asked = &renderer;
+  renderer.start({image, all, kPitch, Quality::settled, kBudget, 1});
+  renderer.finish();
+  ASSERT_EQ(tokens(), (std::vector<uint64_t>{1, 2, 2}));
+  EXPECT_FALSE(frames_[1].thorough);
+  EXPECT_TRUE(frames_[1].whole);
+  EXPECT_TRUE(frames_[2].thorough);
+  const auto expected = rendered(image, all, rgba8(64, 64), {}, kPitch);
+  EXPECT_TRUE(std::equal(expected.begin(), expected.end(), frames_[2].bitmap.row(0)));
+  EXPECT_FALSE(std::equal(expected.begin(), expected.end(), frames_[1].bitmap.row(0)));
+}
+
 TEST_F(PreviewRendererTest, WhatCannotBeRenderedIsSaid) {
   PreviewRenderer renderer(options(), collect());
   const PreviewRequest bad[] = {request({}, 1),
