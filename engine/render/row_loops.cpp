@@ -13,7 +13,6 @@ namespace {
 template <int Bytes>
 struct Lanes {
   typedef float Vector __attribute__((vector_size(Bytes)));
-  static constexpr int count = Bytes / 4;
 };
 
 template <class V>
@@ -115,11 +114,10 @@ KERNEL void greatestLoop(const float* a, const float* b, float* out, int64_t n) 
 }
 
 // So many vectors of a chord stay in registers while it joins its rows. Returns how far it got.
-template <int Bytes, int Vectors, class F>
+template <class V, int Vectors, class F>
 KERNEL int64_t joinBlocks(const Chord* chords, int count, float* const* rows, int64_t offset, int64_t from,
                           int64_t n, F fold) {
-  using V = typename Lanes<Bytes>::Vector;
-  constexpr int lanes = Lanes<Bytes>::count, block = Vectors * lanes;
+  constexpr int lanes = sizeof(V) / sizeof(float), block = Vectors * lanes;
   int64_t k = from;
   for (; k + block <= n; k += block) {
     float* const* row = rows;
@@ -140,16 +138,12 @@ KERNEL int64_t joinBlocks(const Chord* chords, int count, float* const* rows, in
 
 template <int Bytes, class F>
 KERNEL void joinLoop(const Chord* chords, int count, float* const* rows, int64_t offset, int64_t n, F fold) {
-  int64_t k = joinBlocks<Bytes, 4>(chords, count, rows, offset, 0, n, fold);
-  k = joinBlocks<Bytes, 1>(chords, count, rows, offset, k, n, fold);
-  for (; k < n; ++k) {
-    float* const* row = rows;
-    for (int c = 0; c < count; ++c)
-      for (float* const* end = row + chords[c].rows; row != end; ++row) {
-        float& out = (*row)[offset + k];
-        out = fold(out, fold(chords[c].a[k], chords[c].b[k]));
-      }
-  }
+  using Wide = typename Lanes<Bytes>::Vector;
+  using Narrow = typename Lanes<16>::Vector;
+  int64_t k = joinBlocks<Wide, 4>(chords, count, rows, offset, 0, n, fold);
+  k = joinBlocks<Wide, 1>(chords, count, rows, offset, k, n, fold);
+  k = joinBlocks<Narrow, 1>(chords, count, rows, offset, k, n, fold);
+  joinBlocks<float, 1>(chords, count, rows, offset, k, n, fold);
 }
 
 template <int Bytes>
@@ -244,19 +238,32 @@ KERNEL void gridPlacesLoop(const GridMap& map, double* u, double* v, int n) {
 
 KERNEL double limited(double v, double low, double high) { return v > low ? (v < high ? v : high) : low; }
 
+// Each of some lanes has bounds of its own, since compilers do not find the smallest double with vectors.
 KERNEL void gridBoundsLoop(const double* u, const double* v, const GridBounds& limits, bool open,
                            GridBounds& bounds, int n) {
+  constexpr int lanes = 32;
   const GridBounds l = limits;
-  double u0 = bounds.u0, v0 = bounds.v0, u1 = bounds.u1, v1 = bounds.v1;
-  for (int k = 0; k < n; ++k) {
-    const bool counts = ((u[k] > l.u0) & (u[k] < l.u1) & (v[k] > l.v0) & (v[k] < l.v1)) | !open;
-    const double pu = limited(u[k], l.u0, l.u1), pv = limited(v[k], l.v0, l.v1);
-    u0 = (counts & (pu < u0)) ? pu : u0;
-    v0 = (counts & (pv < v0)) ? pv : v0;
-    u1 = (counts & (pu > u1)) ? pu : u1;
-    v1 = (counts & (pv > v1)) ? pv : v1;
+  double u0[lanes], v0[lanes], u1[lanes], v1[lanes];
+  for (int i = 0; i < lanes; ++i) u0[i] = bounds.u0, v0[i] = bounds.v0, u1[i] = bounds.u1, v1[i] = bounds.v1;
+  for (int k = 0; k < n; k += lanes) {
+    const int count = n - k < lanes ? n - k : lanes;
+    const double *const x = u + k, *const y = v + k;
+    VELLO_INDEPENDENT_LOOP
+    for (int i = 0; i < count; ++i) {
+      const bool counts = ((x[i] > l.u0) & (x[i] < l.u1) & (y[i] > l.v0) & (y[i] < l.v1)) | !open;
+      const double nearX = limited(x[i], l.u0, l.u1), nearY = limited(y[i], l.v0, l.v1);
+      u0[i] = (counts & (nearX < u0[i])) ? nearX : u0[i];
+      v0[i] = (counts & (nearY < v0[i])) ? nearY : v0[i];
+      u1[i] = (counts & (nearX > u1[i])) ? nearX : u1[i];
+      v1[i] = (counts & (nearY > v1[i])) ? nearY : v1[i];
+    }
   }
-  bounds = {u0, v0, u1, v1};
+  for (int i = 0; i < lanes; ++i) {
+    bounds.u0 = u0[i] < bounds.u0 ? u0[i] : bounds.u0;
+    bounds.v0 = v0[i] < bounds.v0 ? v0[i] : bounds.v0;
+    bounds.u1 = u1[i] > bounds.u1 ? u1[i] : bounds.u1;
+    bounds.v1 = v1[i] > bounds.v1 ? v1[i] : bounds.v1;
+  }
 }
 
 KERNEL void gridTapsLoop(const double* u, const double* v, const GridFrame& frame, const GridTaps& out,
