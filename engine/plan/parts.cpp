@@ -27,12 +27,13 @@ Step storedInsteadOf(const Step& step) {
 std::vector<IndexRect> readBy(const Program& program, const Part& part, const PartOptions& options) {
   const Tiles tiles{part.rect, part.tiling.width, part.tiling.height};
   if (!interpolates(part.passes) || tiles.areMany())
-    return regionsFor(program, part.rect, options.set, movesToPlan(part.rect)).steps;
+    return regionsFor(program, part.rect, options.set, {movesToPlan(part.rect).most}).steps;
   std::vector<IndexRect> all(program.steps.size());
   std::mutex mutex;
   runParts(tiles.count(), options.threads, [&](int64_t k) {
     const FloatingPointMode mode;
-    const Regions regions = regionsFor(program, tiles.at(k), options.set, movesToPlan(tiles.at(k)));
+    // What is kept must reach as far as it is going to be read.
+    const Regions regions = regionsFor(program, tiles.at(k), options.set, {movesToPlan(tiles.at(k)).most});
     const std::lock_guard lock(mutex);
     for (size_t s = 0; s < all.size(); ++s) all[s] = unionOf(all[s], regions.steps[s]);
     return !options.goOn || options.goOn();

@@ -16,6 +16,7 @@ struct Box {
     u1 = std::max(u1, u);
     v1 = std::max(v1, v);
   }
+  bool empty() const { return u0 > u1; }
 };
 
 // Indices beyond this are never near a picture, and sums of them must not overflow.
@@ -24,32 +25,62 @@ constexpr double kNever = std::numeric_limits<double>::infinity();
 
 bool isWarp(const Step& step) { return step.ops && step.ops->kind == Kind::warp; }
 
-// Computes moves as long as there are some left to compute; then the whole input is asked for.
-IndexRect movedBox(const Step& step, const IndexRect& r, InstructionSet set, double& movesLeft) {
+Box cornersOf(const Step& step, const GridEdge& edge, const IndexRect& r) {
   Box box;
+  for (const int64_t i : {r.x0, r.x1 - 1})
+    for (const int64_t j : {r.y0, r.y1 - 1}) {
+      const GridPoint p = gridPoint(step, edge, i, j, {0, 0, 1});
+      box.add(p.u, p.v);
+    }
+  return box;
+}
+
+// Where the moved places of a row lie, as far as samples lie near them: others do not widen the box.
+Box movedRow(const Step& step, const IndexRect& r, int64_t j, InstructionSet set) {
   const GridEdge& edge = step.edges[0];
-  if (!isWarp(step)) {
-    for (const int64_t i : {r.x0, r.x1 - 1})
-      for (const int64_t j : {r.y0, r.y1 - 1}) {
-        const GridPoint p = gridPoint(step, edge, i, j, {0, 0, 1});
-        box.add(p.u, p.v);
-      }
-    return gridBox(edge, box.u0, box.v0, box.u1, box.v1);
-  }
-  if ((movesLeft -= r.area()) < 0) return edge.valid;
-  // Places that no sample lies near do not widen the box.
   const IndexRect& v = edge.valid;
   const GridBounds limits{static_cast<double>(v.x0) - 1, static_cast<double>(v.y0) - 1,
                           static_cast<double>(v.x1), static_cast<double>(v.y1)};
-  GridBounds bounds{box.u0, box.v0, box.u1, box.v1};
+  const Box none;
+  GridBounds bounds{none.u0, none.v0, none.u1, none.v1};
   GridRun run;
-  for (int64_t j = r.y0; j < r.y1; ++j)
-    for (int64_t i = r.x0; i < r.x1; i += kRunLength) {
-      const int n = static_cast<int>(std::min<int64_t>(kRunLength, r.x1 - i));
-      gridRun(step, j, i, n, set, run);
-      rowLoops(set).gridBounds(run.u, run.v, limits, !edge.clamp, bounds, n);
+  for (int64_t i = r.x0; i < r.x1; i += kRunLength) {
+    const int n = static_cast<int>(std::min<int64_t>(kRunLength, r.x1 - i));
+    gridRun(step, j, i, n, set, run);
+    rowLoops(set).gridBounds(run.u, run.v, limits, !edge.clamp, bounds, n);
+  }
+  return {bounds.u0, bounds.v0, bounds.u1, bounds.v1};
+}
+
+Box movedRows(const Step& step, const IndexRect& r, InstructionSet set, int64_t every) {
+  Box all, last;
+  double du = 0, dv = 0;  // the most that a row's box differs from the last one's
+  for (int64_t j = r.y0; j < r.y1; j = j + every < r.y1 ? j + every : std::max(j + 1, r.y1 - 1)) {
+    const Box row = movedRow(step, r, j, set);
+    if (row.empty()) continue;
+    if (!last.empty()) {
+      du = std::max({du, std::abs(row.u0 - last.u0), std::abs(row.u1 - last.u1)});
+      dv = std::max({dv, std::abs(row.v0 - last.v0), std::abs(row.v1 - last.v1)});
     }
-  return gridBox(edge, bounds.u0, bounds.v0, bounds.u1, bounds.v1);
+    all.add(row.u0, row.v0);
+    all.add(row.u1, row.v1);
+    last = row;
+  }
+  if (every > 1) all = {all.u0 - du / 2, all.v0 - dv / 2, all.u1 + du / 2, all.v1 + dv / 2};
+  return all;
+}
+
+IndexRect movedBox(const Step& step, const IndexRect& r, InstructionSet set, MovesLookedAt& moves) {
+  const GridEdge& edge = step.edges[0];
+  Box box;
+  if (isWarp(step)) {
+    const int64_t every = std::max<int64_t>(1, r.height() / moves.rows);
+    if ((moves.most -= r.area() / static_cast<double>(every)) < 0) return edge.valid;
+    box = movedRows(step, r, set, every);
+  } else {
+    box = cornersOf(step, edge, r);
+  }
+  return gridBox(edge, box.u0, box.v0, box.u1, box.v1);
 }
 
 IndexRect boundedBox(const Step& step, const GridEdge& edge, const IndexRect& r) {
@@ -80,8 +111,8 @@ IndexRect zoomedBox(const Step& step, const IndexRect& r, InstructionSet set) {
 
 class Demand {
  public:
-  Demand(const Program& program, const IndexRect& out, InstructionSet set, double mostMoves)
-      : program_(program), set_(set), movesLeft_(mostMoves) {
+  Demand(const Program& program, const IndexRect& out, InstructionSet set, const MovesLookedAt& moves)
+      : program_(program), set_(set), moves_(moves) {
     found_.steps.resize(program.steps.size());
     found_.edges.resize(program.steps.size());
     ask(program.root, out);
@@ -120,7 +151,7 @@ class Demand {
       case Step::Op::stored:
         return;
       case Step::Op::sample:
-        return askEdge(k, step.edges[0], movedBox(step, r, set_, movesLeft_));
+        return askEdge(k, step.edges[0], movedBox(step, r, set_, moves_));
       case Step::Op::crop:
         return ask(step.inputs[0], r);
       case Step::Op::clamp:
@@ -141,7 +172,7 @@ class Demand {
   void spreadKernel(const Step& step, size_t k, const IndexRect& r) {
     switch (step.ops->kind) {
       case Kind::warp:
-        return askEdge(k, step.edges[0], movedBox(step, r, set_, movesLeft_));
+        return askEdge(k, step.edges[0], movedBox(step, r, set_, moves_));
       case Kind::zoom:
         return askEdge(k, step.edges[0], zoomedBox(step, r, set_));
       case Kind::taps:
@@ -159,7 +190,7 @@ class Demand {
 
   const Program& program_;
   const InstructionSet set_;
-  double movesLeft_;
+  MovesLookedAt moves_;
   Regions found_;
 };
 
@@ -195,8 +226,9 @@ IndexRect filteredRegion(const Step& step, const IndexRect& r) {
   return {x.begin, y.begin, x.end, y.end};
 }
 
-Regions regionsFor(const Program& program, const IndexRect& out, InstructionSet set, double mostMoves) {
-  return Demand(program, out, set, mostMoves).take();
+Regions regionsFor(const Program& program, const IndexRect& out, InstructionSet set,
+                   const MovesLookedAt& moves) {
+  return Demand(program, out, set, moves).take();
 }
 
 }  // namespace vello

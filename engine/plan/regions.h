@@ -14,14 +14,18 @@ struct Regions {
   double work = 0;     // the same, in samples of a plain colour formula
 };
 
-// Finding out more moves would take seconds, and a render that needs them is refused for its size anyway
-// unless the machine is very large.
-inline constexpr double kMostMoves = 1e8;
+// Which moves of warps are computed to know what they read.
+struct MovesLookedAt {
+  // More would take seconds, and a render that needs them is refused for its size anyway unless the machine
+  // is very large. Warps that are left then ask for all of their input.
+  double most = 1e8;
+  // Of more rows some are left out, which are taken to reach half as far beyond the others as those differ.
+  int64_t rows = INT64_MAX;
+};
 
-// The moves of warps are computed here, so a region is exact whatever the formula; but for warps that are
-// left when `mostMoves` are computed: those ask for all of their input.
+// Exact whatever the formula of a warp, where all of its moves are looked at.
 Regions regionsFor(const Program& program, const IndexRect& out, InstructionSet set,
-                   double mostMoves = kMostMoves);
+                   const MovesLookedAt& moves = {});
 
 // What a sample of a step costs, in samples of a plain colour formula.
 double workOf(const Step& step);

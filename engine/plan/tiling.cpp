@@ -119,7 +119,7 @@ std::vector<IndexRect> typicalTiles(const IndexRect& frame, int64_t width, int64
 
 }  // namespace
 
-double movesToPlan(const IndexRect& tile) { return 1e5 + 32 * tile.area(); }
+MovesLookedAt movesToPlan(const IndexRect& tile) { return {1e5 + 32 * tile.area(), 64}; }
 
 Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRect& frame, int threads,
                     int side, InstructionSet set) {

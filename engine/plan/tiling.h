@@ -31,8 +31,8 @@ struct Tiles {
   }
 };
 
-// Of moves, as many as are computed to plan a tile: no more than warps that pay need.
-double movesToPlan(const IndexRect& tile);
+// As many as are computed to plan a tile: no more than warps that pay need.
+MovesLookedAt movesToPlan(const IndexRect& tile);
 
 // For `threads` threads over `frame`. `side` above 0 fixes the tile.
 Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRect& frame, int threads,
