@@ -17,9 +17,9 @@ struct Regions {
 // Which moves of warps are computed to know what they read.
 struct MovesLookedAt {
   // More would take seconds, and a render that needs them is refused for its size anyway unless the machine
-  // is very large. Warps that are left then ask for all of their input.
+  // is very large. Warps whose turn comes later ask for all of their input.
   double most = 1e8;
-  // Of more rows some are left out, which are taken to reach half as far beyond the others as those differ.
+  // Of every warp; where it has more, some between are skipped, and taken to reach a little further.
   int64_t rows = INT64_MAX;
 };
 

@@ -167,8 +167,8 @@ std::optional<std::vector<std::string>> picturesOfWholeChain(const std::string& 
   if (hasErrors(problems)) return std::nullopt;
   const ChainTextResult chain = readChainText(text);
   const std::set<std::string> paths = imagePathsInChain(chain.boxes());
-  for (const std::string& path : forBatch ? paths : std::set<std::string>())
-    if (const std::string damage = damageIn(path); !damage.empty()) {
+  for (const std::string& path : paths)
+    if (const std::string damage = forBatch ? damageIn(path) : ""; !damage.empty()) {
       failure(file + ": " + damage);
       return std::nullopt;
     }
