@@ -97,6 +97,7 @@ class Program {
     dup2(errors_[1], 2);
     const rlimit limit{options.largestFile, options.largestFile};
     setrlimit(RLIMIT_FSIZE, &limit);
+    signal(SIGINT, SIG_DFL);  // shells ignore it for what they run in the background
     std::vector<char*> argv{const_cast<char*>(VELLO_PROGRAM)};
     for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
     argv.push_back(nullptr);
