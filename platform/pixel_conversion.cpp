@@ -192,11 +192,23 @@ void PixelReader::State::readAlpha(const uint8_t* p, int n, float* a) const {
   }
 }
 
+// Pixels of three bytes with one after them, as the loops take them.
+void widen(const uint8_t* pixels, int n, uint8_t* words) {
+  for (int i = 1; i < n; ++i, pixels += 3, words += 4) std::memcpy(words, pixels, 4);
+  std::memcpy(words, pixels, 3);  // there may be nothing after the last one
+}
+
 // Colour as stored, grey in all three channels. Not for other models.
 void PixelReader::State::readStored(const uint8_t* p, int n, PlanarRun out) const {
   float* channels[3] = {out.r, out.g, out.b};
   readAlpha(p, n, out.a);
   const int colors = bitmap.layout().colorComponents();
+  if (bitmap.layout().bytesPerPixel() == 3) {
+    uint8_t words[kBlock * 4];
+    widen(p, n, words);
+    for (size_t k = 0; k < 3; ++k) loops.fractions(words, static_cast<int>(offsets.color[k]), n, channels[k]);
+    return;
+  }
   for (int k = 0; k < 3; ++k) {
     if (k < colors) {
       readComponent(p, offsets.color[static_cast<size_t>(k)], n, channels[k]);

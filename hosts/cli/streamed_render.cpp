@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstring>
 #include <future>
+#include <optional>
 
 #include "hosts/cli/stopwatch.h"
 #include "platform/streamed_writer.h"
@@ -33,19 +34,19 @@ bool isOpaque(const uint8_t* row, const PixelLayout& layout) {
   return layout.bitsPerComponent == 8 ? pixels8()[3] == 0xFF : pixels16()[3] == 0xFFFF;
 }
 
-// Takes the finished bands, and writes one while the next is computed. Pixels that are all opaque, as far as
-// they are seen, are written without alpha.
+// Takes the finished bands, and writes one while the next is computed. Pixels are written without alpha when
+// those of the first band are all opaque, and as long as those of the others are.
 class BandWriter {
  public:
   BandWriter(const StreamedRequest& request, const PixelLayout& rendered, StreamedResult& result)
-      : rendered_(rendered),
-        leavesAlphaOut_(rendered.hasAlpha() && !request.picture.keepAlpha),
-        result_(result),
-        writer_(request.output, written(), request.picture.space, request.options) {}
+      : request_(request), rendered_(rendered), result_(result) {
+    create(rendered.hasAlpha() && !request.picture.keepAlpha);
+  }
   // Errors are those of the band before.
   std::string write(int64_t firstRow, int64_t rows, std::vector<uint8_t>& bytes, int64_t bytesPerRow) {
     const SecondsSpent spent(result_.writeSeconds);
     if (std::string error = wait(); !error.empty()) return error;
+    if (leavesAlphaOut_ && firstRow == 0 && !areOpaque(rows, bytes, bytesPerRow)) create(false);
     band_.resize(bytes.size());
     band_.swap(bytes);
     writing_ = std::async(std::launch::async, [=, this] { return writeBand(firstRow, rows, bytesPerRow); });
@@ -54,29 +55,34 @@ class BandWriter {
   std::string finish() {
     const SecondsSpent spent(result_.writeSeconds);
     if (std::string error = wait(); !error.empty()) return error;
-    return writer_.finish();
+    return writer_->finish();
   }
-  const StreamedPictureWriter& writer() const { return writer_; }
+  const StreamedPictureWriter& writer() const { return *writer_; }
 
  private:
-  PixelLayout written() const {
+  void create(bool leaveAlphaOut) {
+    leavesAlphaOut_ = leaveAlphaOut;
     PixelLayout layout = rendered_;
-    if (leavesAlphaOut_) layout.alpha = AlphaInfo::noneSkipLast;
-    return layout;
+    if (leaveAlphaOut) layout.alpha = AlphaInfo::noneSkipLast;
+    writer_.emplace(request_.output, layout, request_.picture.space, request_.options);
+  }
+  bool areOpaque(int64_t rows, const std::vector<uint8_t>& bytes, int64_t bytesPerRow) const {
+    for (int64_t y = 0; y < rows; ++y)
+      if (!isOpaque(bytes.data() + y * bytesPerRow, rendered_)) return false;
+    return true;
   }
   std::string wait() { return writing_.valid() ? writing_.get() : std::string(); }
   std::string writeBand(int64_t firstRow, int64_t rows, int64_t bytesPerRow) {
-    for (int64_t y = 0; leavesAlphaOut_ && y < rows; ++y) {
-      result_.needsAlpha = result_.needsAlpha || !isOpaque(band_.data() + y * bytesPerRow, rendered_);
-    }
+    result_.needsAlpha = leavesAlphaOut_ && !areOpaque(rows, band_, bytesPerRow);
     if (result_.needsAlpha) return "the result is not opaque";
-    return writer_.write(firstRow, rows, band_.data(), bytesPerRow);
+    return writer_->write(firstRow, rows, band_.data(), bytesPerRow);
   }
 
+  const StreamedRequest& request_;
   const PixelLayout rendered_;
-  const bool leavesAlphaOut_;
   StreamedResult& result_;
-  StreamedPictureWriter writer_;
+  bool leavesAlphaOut_ = false;
+  std::optional<StreamedPictureWriter> writer_;
   std::vector<uint8_t> band_;
   std::future<std::string> writing_;  // the last: it is waited for before anything it uses goes
 };
