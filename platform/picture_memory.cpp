@@ -23,7 +23,7 @@ std::shared_ptr<PictureMemory> PictureMemory::inMemory(int64_t bytes, std::strin
                       MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
   if (memory == MAP_FAILED) return *error = "not enough memory for " + megabytes(bytes), nullptr;
   madvise(memory, static_cast<size_t>(bytes), MADV_HUGEPAGE);
-  return std::shared_ptr<PictureMemory>(new PictureMemory(static_cast<uint8_t*>(memory), bytes));
+  return std::shared_ptr<PictureMemory>(new PictureMemory(static_cast<uint8_t*>(memory), bytes, false));
 }
 
 std::shared_ptr<PictureMemory> PictureMemory::inTemporaryFile(int64_t bytes, const std::string& folder,
@@ -33,14 +33,28 @@ std::shared_ptr<PictureMemory> PictureMemory::inTemporaryFile(int64_t bytes, con
   void* memory = mmap(nullptr, static_cast<size_t>(bytes), PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
   close(descriptor);
   if (memory == MAP_FAILED) return *error = "not enough memory for " + megabytes(bytes), nullptr;
-  return std::shared_ptr<PictureMemory>(new PictureMemory(static_cast<uint8_t*>(memory), bytes));
+  return std::shared_ptr<PictureMemory>(new PictureMemory(static_cast<uint8_t*>(memory), bytes, true));
 }
 
 PictureMemory::~PictureMemory() { munmap(bytes_, static_cast<size_t>(size_)); }
 
-void PictureMemory::release(int64_t end) {
+// The system clears every page it hands out, which takes longer than to write a picture's rows into it.
+void PictureMemory::moveTo(int64_t fresh, int64_t end) {
+  filled_ = std::max(filled_, (fresh + kLargePage - 1) / kLargePage * kLargePage);
+  while (released_ < end && filled_ + kLargePage <= size_) {
+    void* const moved = mremap(bytes_ + released_, kLargePage, kLargePage,
+                               MREMAP_MAYMOVE | MREMAP_FIXED | MREMAP_DONTUNMAP, bytes_ + filled_);
+    if (moved == MAP_FAILED) return;
+    released_ += kLargePage;
+    filled_ += kLargePage;
+  }
+}
+
+void PictureMemory::release(int64_t end, int64_t fresh) {
   const int64_t whole = end >= size_ ? size_ : std::max<int64_t>(end, 0) / kLargePage * kLargePage;
-  if (whole > 0) madvise(bytes_, static_cast<size_t>(whole), MADV_DONTNEED);
+  if (!inFile_) moveTo(fresh, whole);
+  if (whole > released_) madvise(bytes_ + released_, static_cast<size_t>(whole - released_), MADV_DONTNEED);
+  if (!inFile_) released_ = std::max(released_, whole);
 }
 
 }  // namespace vello

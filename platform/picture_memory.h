@@ -21,13 +21,18 @@ class PictureMemory {
   PictureMemory& operator=(const PictureMemory&) = delete;
 
   uint8_t* bytes() const { return bytes_; }
-  // Gives back the pages that lie in [0, end) as a whole.
-  void release(int64_t end);
+  // Gives back the pages that lie in [0, end) as a whole. From `fresh` on nothing has been written yet: what
+  // lies there may get them.
+  void release(int64_t end, int64_t fresh);
 
  private:
-  PictureMemory(uint8_t* bytes, int64_t size) : bytes_(bytes), size_(size) {}
-  uint8_t* bytes_;
-  int64_t size_;
+  PictureMemory(uint8_t* bytes, int64_t size, bool inFile) : bytes_(bytes), size_(size), inFile_(inFile) {}
+  void moveTo(int64_t fresh, int64_t end);
+
+  uint8_t* const bytes_;
+  const int64_t size_;
+  const bool inFile_;
+  int64_t released_ = 0, filled_ = 0;  // whole large pages from the beginning
 };
 
 }  // namespace vello

@@ -27,6 +27,7 @@ struct StreamedPicture::State {
   OpenedPicture opened;
   std::shared_ptr<PictureMemory> shown;   // the bitmap's
   std::shared_ptr<PictureMemory> stored;  // of a turned picture until it is decoded, else the same
+  int64_t writtenRows = 0;                // of those after them none has been begun
   int64_t unreleasedBytes = 0;            // decoded into a temporary file since pages were given back
 
   const PixelLayout& layout() const { return opened.image.layout; }  // as stored
@@ -103,10 +104,12 @@ int64_t StreamedPicture::heldBytes() const { return state_->opened.decoder->held
 // Also rows that are not finished yet may have been written to.
 std::string StreamedPicture::State::decode(int64_t rows, Storage storage) {
   const int64_t step = std::min(rows, rowsIn(kStepBytes, layout()));
+  const PictureDecoder& decoder = *opened.decoder;
+  writtenRows = std::max(writtenRows, decoder.finishedRows() + std::max(step, decoder.rowsTogether()));
   std::string error = opened.decoder->decode(step);
   unreleasedBytes += step * layout().bytesPerRow;
   if (storage == Storage::temporaryFile && unreleasedBytes >= kStepBytes) {
-    stored->release(layout().bytesPerRow * layout().height);
+    stored->release(layout().bytesPerRow * layout().height, INT64_MAX);
     unreleasedBytes = 0;
   }
   return error;
@@ -151,9 +154,10 @@ void StreamedPicture::State::turn(Storage storage) {
       const PixelRect part{left, top, std::min(left + columns, target.width),
                            std::min(top + rows, target.height)};
       copyTurned(stored->bytes(), layout(), orientation(), part, shown->bytes());
-      if (storage == Storage::temporaryFile) stored->release(layout().bytesPerRow * layout().height);
+      if (storage == Storage::temporaryFile)
+        stored->release(layout().bytesPerRow * layout().height, INT64_MAX);
     }
-    if (storage == Storage::temporaryFile) shown->release(target.bytesPerRow * target.height);
+    if (storage == Storage::temporaryFile) shown->release(target.bytesPerRow * target.height, INT64_MAX);
   }
   opened.image.pixels = nullptr;
   stored = nullptr;
@@ -174,7 +178,8 @@ const std::string& StreamedPicture::provide(int64_t rowsEnd) {
 }
 
 void StreamedPicture::release(int64_t rowsEnd) {
-  state_->shown->release(std::min(rowsEnd, provided_) * bitmap_.layout().bytesPerRow);
+  const int64_t bytesPerRow = bitmap_.layout().bytesPerRow;
+  state_->shown->release(std::min(rowsEnd, provided_) * bytesPerRow, state_->writtenRows * bytesPerRow);
 }
 
 }  // namespace vello
