@@ -15,7 +15,6 @@
 
 #include "engine/catalogue/filter.h"
 #include "engine/render/context.h"
-#include "engine/render/render_cache.h"
 
 namespace vello::bench {
 
@@ -102,8 +101,9 @@ inline CIImage designersStack(const Scene& scene, double stops = 0.3, double sha
                                      {"inputColor1", CIColor(0, 0, 0, 0.6)}});
   image =
       filtered("CIUnsharpMask", over(vignette, image), {{"inputRadius", 2.5}, {"inputIntensity", sharpness}});
-  return image.imageByCroppingToRect(
-      {{0.1 * r.size.width, 0.1 * r.size.height}, {0.8 * r.size.width, 0.8 * r.size.height}});
+  // Whole pixels: a rectangle between them is another render, in which every texel is interpolated.
+  const double x = std::floor(0.1 * r.size.width), y = std::floor(0.1 * r.size.height);
+  return image.imageByCroppingToRect({{x, y}, {r.size.width - 2 * x, r.size.height - 2 * y}});
 }
 
 // Seconds to copy a picture of that many samples as floats, four a sample, on one core: the best of several,
@@ -156,36 +156,20 @@ void timed(benchmark::State& state, int64_t samples, const Work& work) {
   state.counters["p95_ms"] = quantile(seconds, 0.95) * 1e3;
 }
 
-struct Render {
-  CGRect rect;
-  double pitch = 1;
-  int threads = 0;  // 0: all cores
-  std::shared_ptr<RenderCache> cache = nullptr;
-};
-
-// Renders into bytes, again and again. `recipe(i)` is the image of the i-th run.
-template <class Recipe>
-void timedRenders(benchmark::State& state, const Render& render, const Recipe& recipe) {
+// Renders full size into bytes, again and again, on so many threads; 0: all cores.
+inline void timedRender(benchmark::State& state, const CIImage& image, const CGRect& rect, int threads = 0) {
+  if (image.isNil()) return state.SkipWithError("there is no such filter yet");
   ContextOptions options;
-  options.threads = render.threads;
-  options.cache = render.cache;
+  options.threads = threads;
   const CIContext context(options);
-  const int64_t width = static_cast<int64_t>(std::ceil(render.rect.size.width / render.pitch));
-  const int64_t height = static_cast<int64_t>(std::ceil(render.rect.size.height / render.pitch));
+  const auto width = static_cast<int64_t>(rect.size.width), height = static_cast<int64_t>(rect.size.height);
   std::vector<uint8_t> pixels(static_cast<size_t>(width * height * 4));
-  int64_t run = 0;
   std::string error;
   timed(state, width * height, [&] {
-    const RenderRequest request{recipe(run++), render.rect, render.pitch, {}};
     if (error.empty())
-      error = context.render(request, bytesLayout(width, height), ColorSpace::sRGB(), pixels.data());
+      error = context.render({image, rect}, bytesLayout(width, height), ColorSpace::sRGB(), pixels.data());
   });
   if (!error.empty()) state.SkipWithError(error.c_str());
-}
-
-inline void timedRender(benchmark::State& state, const CIImage& image, const Render& render) {
-  if (image.isNil()) return state.SkipWithError("there is no such filter yet");
-  timedRenders(state, render, [&](int64_t) { return image; });
 }
 
 }  // namespace vello::bench

@@ -45,12 +45,12 @@ void bareConversion(benchmark::State& state) {
 // A change too small to be seen, which cannot be left out: the way to light and back through the renderer.
 void rendererConversion(benchmark::State& state) {
   const Scene& scene = sceneOf(kMegapixels);
-  timedRender(state, exposed(scene.picture, 0.001), {scene.rect(), 1, static_cast<int>(state.range(0))});
+  timedRender(state, exposed(scene.picture, 0.001), scene.rect(), static_cast<int>(state.range(0)));
 }
 
 void exposureAlone(benchmark::State& state) {
   const Scene& scene = sceneOf(kMegapixels);
-  timedRender(state, exposed(scene.picture, 0.3), {scene.rect(), 1, static_cast<int>(state.range(0))});
+  timedRender(state, exposed(scene.picture, 0.3), scene.rect(), static_cast<int>(state.range(0)));
 }
 
 void fiveColors(benchmark::State& state) {
@@ -60,7 +60,7 @@ void fiveColors(benchmark::State& state) {
                {{"inputRVector", CIVector{0.9, 0.1, 0, 0}}, {"inputGVector", CIVector{0.05, 0.9, 0.05, 0}}});
   image = filtered("CIHueAdjust", image, {{"inputAngle", 0.3}});
   image = filtered("CIColorControls", image, {{"inputSaturation", 1.2}, {"inputContrast", 1.1}});
-  timedRender(state, filtered("CIColorInvert", image), {scene.rect(), 1, static_cast<int>(state.range(0))});
+  timedRender(state, filtered("CIColorInvert", image), scene.rect(), static_cast<int>(state.range(0)));
 }
 
 // Range 0 is how many copies of a colour filter stand in a row.
@@ -69,7 +69,7 @@ void copiesOfAFilter(benchmark::State& state) {
   CIImage image = scene.picture;
   for (int i = 0; i < state.range(0); ++i)
     image = filtered("CIColorControls", image, {{"inputSaturation", 1.02}, {"inputContrast", 1.01}});
-  timedRender(state, image, {scene.rect()});
+  timedRender(state, image, scene.rect());
 }
 
 void onOneAndTwo(benchmark::internal::Benchmark* b) {

@@ -97,7 +97,7 @@ void addAll() {
       benchmark::RegisterBenchmark((std::string(one.name) + "/threads:" + std::to_string(threads)).c_str(),
                                    [&one, threads](benchmark::State& state) {
                                      const Scene& scene = sceneOf(kMegapixels);
-                                     timedRender(state, one.image(scene), {scene.rect(), 1, threads});
+                                     timedRender(state, one.image(scene), scene.rect(), threads);
                                    })
           ->Unit(benchmark::kMillisecond)
           ->MeasureProcessCPUTime()

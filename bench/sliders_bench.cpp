@@ -40,7 +40,7 @@ void addAll() {
       benchmark::RegisterBenchmark((name + (atEnds ? "/maxima" : "/defaults")).c_str(),
                                    [name, atEnds](benchmark::State& state) {
                                      const Scene& scene = sceneOf(kMegapixels);
-                                     timedRender(state, imageOf(name, scene, atEnds), {scene.rect()});
+                                     timedRender(state, imageOf(name, scene, atEnds), scene.rect());
                                    })
           ->Unit(benchmark::kMillisecond)
           ->MeasureProcessCPUTime()

@@ -5,7 +5,7 @@
 #   bench.sh quick     loading, converting and saving, ours alone
 #   bench.sh kernels   every kind of kernel
 #   bench.sh color     runs of colour filters against a bare conversion
-#   bench.sh stack     a stack from 1 to 100 megapixels, and its preview
+#   bench.sh stack     a stack from 1 to 100 megapixels
 #   bench.sh preview   frames while a control is turned
 #   bench.sh sliders   every filter at its defaults and at its sliders' ends
 # Without WHAT: peers at 24 megapixels. The last five take Google Benchmark's options (--benchmark_filter=REGEX).
