@@ -1,5 +1,6 @@
 #include "engine/render/sample_block.h"
 
+#include <cstdint>
 #include <new>
 
 namespace vello {
@@ -11,6 +12,22 @@ constexpr size_t kSmallest = 4096;  // below, the system's allocator is as fast
 
 thread_local SampleArena* current = nullptr;
 
+// Begins where a line of the cache does: what vectors read in one is read at once. Where the memory itself
+// begins is said in front of it; the allocator's own alignment leaves holes that add up.
+float* allocated(size_t count) {
+  constexpr size_t line = 64;
+  void* const memory = std::malloc(count * sizeof(float) + line + sizeof(void*));
+  if (!memory) return nullptr;
+  const auto first = reinterpret_cast<uintptr_t>(memory) + sizeof(void*) + line - 1;
+  auto* const data = reinterpret_cast<void**>(first / line * line);
+  data[-1] = memory;
+  return reinterpret_cast<float*>(data);
+}
+
+void release(float* data) {
+  if (data) std::free(reinterpret_cast<void**>(data)[-1]);
+}
+
 }  // namespace
 
 SampleArena::SampleArena() {
@@ -19,7 +36,7 @@ SampleArena::SampleArena() {
 }
 
 SampleArena::~SampleArena() {
-  for (const Free& block : free_) std::free(block.data);
+  for (const Free& block : free_) release(block.data);
   if (current == this) current = nullptr;
 }
 
@@ -39,7 +56,7 @@ SampleArena::Free SampleArena::take(size_t count) {
 bool SampleArena::keep(const Free& block) {
   if (block.count < kSmallest || block.count > kMostKept) return false;
   while (kept_ + block.count > kMostKept || free_.size() == kMostBlocks) {
-    std::free(free_.front().data);
+    release(free_.front().data);
     kept_ -= free_.front().count;
     free_.erase(free_.begin());
   }
@@ -54,16 +71,14 @@ SampleBlock::SampleBlock(size_t count) : count_(count) {
     data_ = found.data, capacity_ = found.count;
   }
   if (data_ || count == 0) return;
-  constexpr size_t line = 64;  // of a cache: what no vector crosses is read at once
-  const size_t bytes = (count * sizeof(float) + line - 1) / line * line;
-  data_ = static_cast<float*>(std::aligned_alloc(line, bytes));
+  data_ = allocated(count);
   if (!data_) throw std::bad_alloc();
   capacity_ = count;
 }
 
 SampleBlock::~SampleBlock() {
   if (!data_ || (current && current->keep({data_, capacity_}))) return;
-  std::free(data_);
+  release(data_);
 }
 
 }  // namespace vello
