@@ -8,7 +8,10 @@ std::string SourceFile::provide(int64_t begin, int64_t end) {
   if (ahead_.valid()) ahead_.get();
   if (picture_->storage() != StreamedPicture::Storage::inMemory) picture_->release(begin);
   const int64_t height = picture_->bitmap().height();
-  if (!picture_->isRowByRow()) return picture_->provide(height);
+  if (!picture_->isRowByRow()) {
+    asked_ = height;
+    return picture_->provide(height);
+  }
   const std::string& problem = picture_->provide(end);
   if (problem.empty() && end > asked_) readAhead(std::min(height, 2 * end - asked_));
   asked_ = std::max(asked_, end);
@@ -24,7 +27,7 @@ std::string SourceFile::provideRest() {
   constexpr int64_t kRows = 64;
   const int64_t height = picture_->bitmap().height();
   std::string problem;
-  for (; asked_ < height && problem.empty(); asked_ += kRows) problem = provide(asked_, asked_ + kRows);
+  while (asked_ < height && problem.empty()) problem = provide(asked_, asked_ + kRows);
   return problem;
 }
 
