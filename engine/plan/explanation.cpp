@@ -102,7 +102,7 @@ std::string megabytes(double bytes) { return text(static_cast<int64_t>(std::ceil
 
 std::string headerOf(const Part& part, bool last) {
   const std::string what =
-      last ? "rendering " : "step " + text(part.step) + " is computed first, as it is read in no order: ";
+      last ? "rendering " : "step " + text(part.step) + " is computed first, as it is read from afar: ";
   const std::string tiles = " in tiles of " + text(part.tiling.width) + " x " + text(part.tiling.height);
   if (last) return what + sizeOf(part.rect) + tiles + "\n";
   const double bytes = SampleStore::bytesFor(part.rect);

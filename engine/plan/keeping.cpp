@@ -6,8 +6,7 @@
 namespace vello {
 namespace {
 
-// What a kept sample costs, in samples of a plain colour formula.
-constexpr double kKeepWork = 8, kSpillWork = 24;
+constexpr double kKeepWork = 8, kSpillWork = 24;  // of a sample in memory and in a file
 constexpr double kSampleBytes = 4 * sizeof(float);
 constexpr double kLeastShare = 0.15;  // of all work must be saved
 constexpr double kOwnOverlap = 1.1;   // of the tiles in which a kept step is computed
@@ -110,8 +109,7 @@ class Keeping {
       work += each * samples;
       if (!after[k]) saved += each * std::max(0.0, samples - kOwnOverlap * survey_.area(k));
     }
-    const double spilled = std::max(0.0, area - memory_ / kSampleBytes);
-    return saved > kKeepWork * area + (kSpillWork - kKeepWork) * spilled && saved > kLeastShare * work;
+    return saved > keepingWork(area, memory_) && saved > kLeastShare * work;
   }
 
   const Program& program_;
@@ -123,6 +121,11 @@ class Keeping {
 };
 
 }  // namespace
+
+double keepingWork(double samples, double bytesInMemory) {
+  const double spilled = std::max(0.0, samples - bytesInMemory / kSampleBytes);
+  return kKeepWork * samples + (kSpillWork - kKeepWork) * spilled;
+}
 
 std::vector<int> stepsToKeep(const Program& program, const Passes& passes, const IndexRect& frame,
                              const Tiling& tiling, double bytesInMemory, InstructionSet set) {

@@ -13,6 +13,12 @@ namespace {
 
 // Of parts that may keep something in turn, times steps: looking at a long recipe costs time.
 constexpr size_t kMostLookedAt = 1000;
+// The same of coarse steps of one part, times steps.
+constexpr size_t kMostCoarseLookedAt = 20000;
+// Regions of steps, of a part's tiles together.
+constexpr size_t kMostRemembered = 100000;
+// What coarse samples leave, where they are kept, of the work without.
+constexpr double kMostOfWork = 0.97;
 
 Step storedInsteadOf(const Step& step) {
   Step stored;
@@ -23,21 +29,30 @@ Step storedInsteadOf(const Step& step) {
   return stored;
 }
 
+// Samples on a coarser lattice than those they are made of.
+bool isCoarser(const Step& step) {
+  return step.op == Step::Op::axis && !step.chords && step.axisX->coarser() && step.axisY->coarser();
+}
+
 // What all tiles of a part need of every step.
-std::vector<IndexRect> readBy(const Program& program, const Part& part, const PartOptions& options) {
+std::vector<IndexRect> readBy(const Program& program, Part& part, const PartOptions& options) {
   const Tiles tiles{part.rect, part.tiling.width, part.tiling.height};
   if (!interpolates(part.passes) || tiles.areMany())
     return regionsFor(program, part.rect, options.set, {movesToPlan(part.rect).most}).steps;
+  std::vector<Regions> regions(static_cast<size_t>(tiles.count()));
   std::vector<IndexRect> all(program.steps.size());
   std::mutex mutex;
-  runParts(tiles.count(), options.threads, [&](int64_t k) {
+  const bool done = runParts(tiles.count(), options.threads, [&](int64_t k) {
     const FloatingPointMode mode;
     // What is kept must reach as far as it is going to be read.
-    const Regions regions = regionsFor(program, tiles.at(k), options.set, {movesToPlan(tiles.at(k)).most});
+    Regions& own = regions[static_cast<size_t>(k)];
+    own = regionsFor(program, tiles.at(k), options.set, {movesToPlan(tiles.at(k)).most});
     const std::lock_guard lock(mutex);
-    for (size_t s = 0; s < all.size(); ++s) all[s] = unionOf(all[s], regions.steps[s]);
+    for (size_t s = 0; s < all.size(); ++s) all[s] = unionOf(all[s], own.steps[s]);
     return !options.goOn || options.goOn();
   });
+  const bool few = regions.size() * program.steps.size() < kMostRemembered;
+  if (done && few) part.regions = std::move(regions);
   return all;
 }
 
@@ -47,6 +62,7 @@ class Planner {
       : program_(program), options_(options), root_(program.root), reads_(program.steps.size()) {}
 
   std::vector<Part> plan(const IndexRect& frame) {
+    noteKept(program_, fusePasses(program_, options_.straight));
     add(root_);
     reads_[static_cast<size_t>(root_)] = frame;
     // What reads a part comes behind it: when its turn comes it is known what is read of it.
@@ -74,7 +90,10 @@ class Planner {
     if (part.rect.empty()) return;
     tile(part);
     const bool look = part.step == root_ || parts_.size() * program_.steps.size() < kMostLookedAt;
-    if (options_.keep && look && keep(part)) tile(part);
+    if (options_.keep && look) {
+      keepCoarse(part);
+      if (keep(part)) tile(part);
+    }
     if (parts_.size() == 1) return;
     const std::vector<IndexRect> reads = readBy(program_, part, options_);
     for (size_t k = 0; k < reads.size(); ++k) reads_[k] = unionOf(reads_[k], reads[k]);
@@ -82,8 +101,9 @@ class Planner {
 
   void tile(Part& part) {
     part.passes = passesOf(part);
-    part.tiling =
-        chooseTiling(program_, part.passes, part.rect, options_.threads, options_.tileSide, options_.set);
+    const bool told = options_.told && part.step == root_;
+    part.tiling = chooseTiling(program_, part.passes, part.rect,
+                               {options_.threads, options_.tileSide, told, options_.set});
   }
 
   Passes passesOf(const Part& part) const {
@@ -98,6 +118,39 @@ class Planner {
       add(k).computed = std::exchange(step, storedInsteadOf(step));
     }
     return !steps.empty();
+  }
+
+  // Coarse samples are little to keep, and much to compute again where tiles meet: wide filters read them
+  // from afar.
+  void keepCoarse(Part& part) {
+    size_t looks = 0;
+    for (int k = program_.root; k-- > 0 && looks < kMostCoarseLookedAt;) {
+      Step& step = program_.steps[static_cast<size_t>(k)];
+      if (!isCoarser(step)) continue;
+      looks += program_.steps.size();
+      Part own;
+      own.step = k;
+      own.rect =
+          regionsFor(program_, part.rect, options_.set, movesToPlan(part.rect)).steps[static_cast<size_t>(k)];
+      if (own.rect.empty()) continue;
+      own.computed = std::exchange(step, storedInsteadOf(step));
+      const Tiling& now = part.tiling;
+      const Tiling without =
+          tilingOf(program_, passesOf(part), part.rect, now.width, now.height, options_.set);
+      if (without.work * part.rect.area() + keptWork(own) < kMostOfWork * part.work()) {
+        add(k).computed = std::move(own.computed);
+        tile(part);
+      } else {
+        step = std::move(own.computed);
+      }
+    }
+  }
+
+  // Of samples that are computed once, kept and read.
+  double keptWork(Part& part) {
+    const PartScope scope(program_, part);
+    return regionsFor(program_, part.rect, options_.set).work +
+           keepingWork(part.rect.area(), options_.bytesInMemory);
   }
 
   // What a part would have computed for itself may be kept by now because of another one.

@@ -14,9 +14,10 @@ struct Part {
   IndexRect rect;  // all that later parts read of them; may be empty
   Passes passes;
   Tiling tiling;
-  size_t lastReader = 0;     // the part after which nobody reads them again
-  double bytesInMemory = 0;  // of its samples, the rest of which lies in a file
-  Step computed;             // of a kept step; in the program stands a stored one in its place
+  std::vector<Regions> regions;  // of its tiles, where all had to be looked at to plan; else none
+  size_t lastReader = 0;         // the part after which nobody reads them again
+  double bytesInMemory = 0;      // of its samples, the rest of which lies in a file
+  Step computed;                 // of a kept step; in the program stands a stored one in its place
   double work() const { return tiling.work * rect.area(); }
 };
 
@@ -26,6 +27,7 @@ struct PartOptions {
   double bytesInMemory = 0;    // of kept samples, together
   bool straight = false;       // the root's samples are wanted as straight colour
   bool keep = true;            // false: one part
+  bool told = false;           // somebody waits for single tiles of the root
   std::function<bool()> goOn;  // asked now and then; false ends the planning with what there is
 };
 

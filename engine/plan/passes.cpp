@@ -77,7 +77,7 @@ class Fusion {
       const auto index = static_cast<size_t>(k);
       if (users_[index].empty() && k != program_.root) continue;
       std::set<int> into;
-      bool keeps = step(k).op == Step::Op::axis;
+      bool keeps = step(k).op == Step::Op::axis || (step(k).keepsRows && k != program_.root);
       for (const Use& use : users_[index]) {
         if (use.way != Reader::Way::same) keeps = true;
         if (use.way == Reader::Way::same)
@@ -194,6 +194,11 @@ class Fusion {
 };
 
 }  // namespace
+
+void noteKept(Program& program, const Passes& passes) {
+  for (size_t k = 0; k < program.steps.size(); ++k)
+    program.steps[k].keepsRows = passes.keptBy[k] >= 0 && !isCheap(program.steps[k]);
+}
 
 Passes fusePasses(const Program& program, bool straight) { return Fusion(program, straight).run(); }
 

@@ -47,6 +47,10 @@ struct Passes {
   int fused = 0;            // steps that keep nothing
 };
 
+// Notes in the steps which of them keep rows: they do so in every part of the program, so that a part has the
+// same bits.
+void noteKept(Program& program, const Passes& passes);
+
 // `straight`: the root's samples are wanted as straight colour.
 Passes fusePasses(const Program& program, bool straight = false);
 

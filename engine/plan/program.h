@@ -46,6 +46,7 @@ struct Step {
   std::vector<GridEdge> edges;  // sample, warp, zoom: one; taps: one per image after the first
   IndexRect clampRect;          // clamp: the samples whose edge is repeated
   bool straight = false;        // its samples are straight colour
+  bool keepsRows = false;       // in every part of the program, so that they are rounded alike
   // stored: what an earlier render has left, or what this one computes before it goes on
   std::shared_ptr<const KeptSamples> stored;
   std::shared_ptr<SampleStore> store;

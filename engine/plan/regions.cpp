@@ -8,6 +8,8 @@
 namespace vello {
 namespace {
 
+constexpr double kTermWork = 1.0 / 8;  // of a sum, measured roughly with wide vectors
+
 struct Box {
   double u0 = std::numeric_limits<double>::infinity(), v0 = u0, u1 = -u0, v1 = -u0;
   void add(double u, double v) {
@@ -70,12 +72,15 @@ Box movedRows(const Step& step, const IndexRect& r, InstructionSet set, int64_t 
   return all;
 }
 
-IndexRect movedBox(const Step& step, const IndexRect& r, InstructionSet set, MovesLookedAt& moves) {
+IndexRect movedBox(const Step& step, const IndexRect& r, InstructionSet set, MovesLookedAt& moves,
+                   bool& exact) {
   const GridEdge& edge = step.edges[0];
   Box box;
   if (isWarp(step)) {
     const int64_t every = std::max<int64_t>(1, r.height() / moves.rows);
-    if ((moves.most -= r.area() / static_cast<double>(every)) < 0) return edge.valid;
+    const bool all = (moves.most -= r.area() / static_cast<double>(every)) >= 0;
+    exact = exact && all && every == 1;
+    if (!all) return edge.valid;
     box = movedRows(step, r, set, every);
   } else {
     box = cornersOf(step, edge, r);
@@ -109,6 +114,26 @@ IndexRect zoomedBox(const Step& step, const IndexRect& r, InstructionSet set) {
   return gridBox(step.edges[0], box.u0, box.v0, box.u1, box.v1);
 }
 
+// A window of equal weights is not summed anew for every sample.
+double termsOf(const AxisStage& stage) {
+  constexpr int most = 16;
+  return stage.flat() ? std::min(stage.count(), most) : stage.count();
+}
+
+// Samples `r` of a step. Along axes all rows they take are filtered along x, or are added to coarser rows
+// first.
+double workIn(const Step& step, const IndexRect& r) {
+  if (step.op != Step::Op::axis || step.chords) return r.area() * workOf(step);
+  const AxisStage &x = *step.axisX, &y = *step.axisY;
+  const IndexRect from = filteredRegion(step, r);
+  const auto width = static_cast<double>(r.width());
+  if (y.coarser())
+    return r.area() * (1 + kTermWork * termsOf(x)) +
+           kTermWork * y.count() * static_cast<double>(from.width()) * static_cast<double>(r.height());
+  return r.area() * (1 + kTermWork * termsOf(y)) +
+         kTermWork * termsOf(x) * width * static_cast<double>(from.height());
+}
+
 class Demand {
  public:
   Demand(const Program& program, const IndexRect& out, InstructionSet set, const MovesLookedAt& moves)
@@ -119,7 +144,7 @@ class Demand {
     for (size_t k = program.steps.size(); k-- > 0;) {
       const IndexRect& r = found_.steps[k];
       found_.samples += r.area();
-      found_.work += r.area() * workOf(program.steps[k]);
+      found_.work += workIn(program.steps[k], r);
       if (std::max(r.width(), r.height()) > kLongestSide) found_.samples = kNever;
       if (found_.samples == kNever) return;
       spread(static_cast<int>(k));
@@ -151,7 +176,7 @@ class Demand {
       case Step::Op::stored:
         return;
       case Step::Op::sample:
-        return askEdge(k, step.edges[0], movedBox(step, r, set_, moves_));
+        return askEdge(k, step.edges[0], movedBox(step, r, set_, moves_, found_.exact));
       case Step::Op::crop:
         return ask(step.inputs[0], r);
       case Step::Op::clamp:
@@ -172,7 +197,7 @@ class Demand {
   void spreadKernel(const Step& step, size_t k, const IndexRect& r) {
     switch (step.ops->kind) {
       case Kind::warp:
-        return askEdge(k, step.edges[0], movedBox(step, r, set_, moves_));
+        return askEdge(k, step.edges[0], movedBox(step, r, set_, moves_, found_.exact));
       case Kind::zoom:
         return askEdge(k, step.edges[0], zoomedBox(step, r, set_));
       case Kind::taps:
@@ -196,17 +221,16 @@ class Demand {
 
 }  // namespace
 
-// Measured roughly, with wide vectors.
 double workOf(const Step& step) {
-  constexpr double perTerm = 1.0 / 8, perPlace = 4, perCopy = 1;
-  if (step.chords) return 1 + perTerm * 4 * static_cast<double>(step.chords->halves.size());
-  if (step.op == Step::Op::axis) return 1 + perTerm * (step.axisX->count() + step.axisY->count());
+  constexpr double perPlace = 4, perCopy = 1;
+  if (step.chords) return 1 + kTermWork * 4 * static_cast<double>(step.chords->halves.size());
+  if (step.op == Step::Op::axis) return 1 + kTermWork * (step.axisX->count() + step.axisY->count());
   if (step.ops && step.ops->kind == Kind::zoom)
     return 1 + perCopy * step.ops->copies(step.kernel.get()).count;
   const double lookups = static_cast<double>(step.edges.size()) * std::max(1, step.ops ? step.ops->taps : 1);
   const double side = static_cast<double>(2 * step.reach + 1);
   const bool area = step.ops && step.ops->kind == Kind::area;
-  return 1 + perPlace * lookups + perTerm * (area ? side * side : static_cast<double>(step.line.size()));
+  return 1 + perPlace * lookups + kTermWork * (area ? side * side : static_cast<double>(step.line.size()));
 }
 
 double workPerSample(const Program& program, bool texels) {

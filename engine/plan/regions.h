@@ -12,6 +12,7 @@ struct Regions {
   std::vector<std::vector<IndexRect>> edges;  // the grid samples read along each edge of each step
   double samples = 0;  // computed and decoded in all; infinite where a region cannot be told
   double work = 0;     // the same, in samples of a plain colour formula
+  bool exact = true;   // all moves of warps were looked at
 };
 
 // Which moves of warps are computed to know what they read.

@@ -13,6 +13,7 @@ namespace vello {
 namespace {
 
 constexpr double kSampleBytes = 4 * sizeof(float);
+constexpr int64_t kLeastRows = 8;  // of a tile
 
 // Of a core's second-level cache.
 double cacheBytes() {
@@ -90,8 +91,9 @@ namespace {
 int64_t split(int64_t size, int64_t parts) { return (size + parts - 1) / parts; }
 
 // The width of columns that are as wide as each other and hardly wider than `width`.
-int64_t evenly(int64_t all, int64_t width) {
-  constexpr int64_t step = 64;
+int64_t evenly(int64_t all, int64_t width, bool square) {
+  // As even as lines of the cache allow where threads end together; squares as runs of samples do.
+  const int64_t step = square ? 64 : 16;
   return split(split(all, split(all, width)), step) * step;
 }
 
@@ -107,59 +109,87 @@ double waiting(const Tiling& tiling, const IndexRect& frame, int threads) {
 // Copies of a picture around a centre lie further apart the further away a tile is.
 bool readsFar(const Step& step) { return step.ops && step.ops->kind == Kind::zoom; }
 
-// One in the middle; where tiles differ much, the corners as well.
-std::vector<IndexRect> typicalTiles(const IndexRect& frame, int64_t width, int64_t height, bool spread) {
-  const int64_t x = frame.width() - width, y = frame.height() - height;
+// Those a size is judged by: all where they are few and quick to look at, else one in the middle, and the
+// corners where tiles differ much.
+std::vector<IndexRect> typicalTiles(const Program& program, const Passes& passes, const Tiles& tiles) {
+  constexpr int64_t few = 4;
+  if (!interpolates(passes) && tiles.across() <= few && tiles.down() <= few) {
+    std::vector<IndexRect> all;
+    for (int64_t k = 0; k < tiles.count(); ++k) all.push_back(tiles.at(k));
+    return all;
+  }
+  const IndexRect& frame = tiles.frame;
+  const int64_t x = frame.width() - tiles.width, y = frame.height() - tiles.height;
   const auto at = [&](int64_t dx, int64_t dy) {
-    return IndexRect{frame.x0 + dx, frame.y0 + dy, frame.x0 + dx + width, frame.y0 + dy + height};
+    return IndexRect{frame.x0 + dx, frame.y0 + dy, frame.x0 + dx + tiles.width, frame.y0 + dy + tiles.height};
   };
-  if (!spread) return {at(x / 2, y / 2)};
+  if (std::none_of(program.steps.begin(), program.steps.end(), readsFar)) return {at(x / 2, y / 2)};
   return {at(x / 2, y / 2), at(0, 0), at(x, 0), at(0, y), at(x, y)};
 }
 
 }  // namespace
 
-MovesLookedAt movesToPlan(const IndexRect& tile) { return {1e5 + 32 * tile.area(), 64}; }
+MovesLookedAt movesToPlan(const IndexRect& tile) { return {1e5 + 32 * tile.area(), 16}; }
 
-Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRect& frame, int threads,
-                    int side, InstructionSet set) {
-  const bool spread = std::any_of(program.steps.begin(), program.steps.end(), readsFar);
-  const auto tile = [&](int64_t width, int64_t height) {
-    width = std::min(width, frame.width());
-    height = std::min(height, frame.height());
-    Tiling sum{width, height, 0, 0, 0};
-    const std::vector<IndexRect> places = typicalTiles(frame, width, height, spread);
-    for (const IndexRect& place : places) {
-      const Regions regions = regionsFor(program, place, set, movesToPlan(place));
-      sum.bytes = std::max(sum.bytes, bytesHeld(program, passes, place, regions, set));
-      sum.samples += regions.samples / place.area() / static_cast<double>(places.size());
-      sum.work += regions.work / place.area() / static_cast<double>(places.size());
-    }
-    return sum;
+double leadRows(const Program& program, const Passes& passes, const IndexRect& tile, InstructionSet set) {
+  if (interpolates(passes)) return INFINITY;
+  const auto work = [&](int64_t rows) {
+    const int64_t y = tile.y0 + (tile.height() - rows) / 2;
+    return regionsFor(program, {tile.x0, y, tile.x1, y + rows}, set).work;
   };
-  if (side > 0) return tile(side, side);
+  const int64_t few = std::max<int64_t>(1, tile.height() / 4), many = few + std::max<int64_t>(1, few);
+  const double first = work(few), each = (work(many) - first) / static_cast<double>(many - few);
+  return each > 0 ? std::max(0.0, first / each - static_cast<double>(few)) : INFINITY;
+}
+
+Tiling tilingOf(const Program& program, const Passes& passes, const IndexRect& frame, int64_t width,
+                int64_t height, InstructionSet set) {
+  Tiling found{std::min(width, frame.width()), std::min(height, frame.height()), 0, 0, 0};
+  double area = 0;
+  for (const IndexRect& tile : typicalTiles(program, passes, {frame, found.width, found.height})) {
+    const Regions regions = regionsFor(program, tile, set, movesToPlan(tile));
+    found.bytes = std::max(found.bytes, bytesHeld(program, passes, tile, regions, set));
+    found.samples += regions.samples;
+    found.work += regions.work;
+    area += tile.area();
+  }
+  found.samples /= area, found.work /= area;
+  return found;
+}
+
+Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRect& frame,
+                    const TilingOptions& options) {
+  const int threads = std::max(1, options.threads);
+  const auto tile = [&](int64_t width, int64_t height) {
+    return tilingOf(program, passes, frame, width, height, options.set);
+  };
+  if (options.side > 0) return tile(options.side, options.side);
   const bool square = interpolates(passes);
   Tiling best = tile(64, 64);
   double least = INFINITY;
-  for (int64_t width = square ? 64 : 256; width <= 4096; width *= 2) {
+  for (int64_t side = square ? 64 : 256; side <= 4096; side *= 2) {
     bool better = false;
     Tiling next;
-    for (int parts = 4 * std::max(1, threads); parts > 0; parts /= 2) {
-      next = tile(evenly(frame.width(), width), square ? evenly(frame.height(), width)
-                                                       : std::max<int64_t>(64, split(frame.height(), parts)));
+    const int64_t width = evenly(frame.width(), side, square);
+    // Tiles that can be divided begin one for each thread.
+    const int64_t fewest = split(threads, split(frame.width(), width));
+    for (int64_t parts = options.told ? std::max<int64_t>(fewest, 4 * threads) : fewest;; parts /= 2) {
+      const int64_t rows = std::max(kLeastRows, split(frame.height(), parts));
+      next = tile(width, square ? evenly(frame.height(), side, square) : rows);
       // Rows that have left the cache cost more, and every row of a tile costs some by itself.
       const double crowded = std::max(0.0, std::log2(next.bytes / (2 * cacheBytes())));
-      const double cost = (next.work + 0.12 * crowded * next.samples) *
-                          (1 + 30.0 / static_cast<double>(width)) * waiting(next, frame, threads);
+      const double wait = square || options.told ? waiting(next, frame, threads) : 1;
+      const double cost =
+          (next.work + 0.12 * crowded * next.samples) * (1 + 30.0 / static_cast<double>(next.width)) * wait;
       if (cost < 0.98 * least) {
         better = true;
         least = cost;
         best = next;
       }
-      if (square) break;
+      if (square || parts / 2 < fewest) break;
     }
     // Where no tile of this size spares reading far, what is read is kept instead.
-    if (width >= frame.width() || ((square || !better) && next.bytes > 64 * cacheBytes())) break;
+    if (side >= frame.width() || ((square || !better) && next.bytes > 64 * cacheBytes())) break;
   }
   return best;
 }

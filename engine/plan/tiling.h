@@ -24,6 +24,9 @@ struct Tiles {
   // Of an endless input there are more than can be counted, or looked at.
   bool areMany() const { return static_cast<double>(across()) * static_cast<double>(down()) > 1e6; }
   IndexRect at(int64_t k) const { return at(k % across(), k / across()); }
+  int64_t numberOf(const IndexRect& tile) const {
+    return (frame.y1 - tile.y1) / height * across() + (tile.x0 - frame.x0) / width;
+  }
   // Columns from the left, rows from the top.
   IndexRect at(int64_t column, int64_t row) const {
     const int64_t x = frame.x0 + column * width, y = frame.y1 - row * height;
@@ -34,12 +37,26 @@ struct Tiles {
 // As many as are computed to plan a tile: no more than warps that pay need.
 MovesLookedAt movesToPlan(const IndexRect& tile);
 
-// For `threads` threads over `frame`. `side` above 0 fixes the tile.
-Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRect& frame, int threads,
-                    int side, InstructionSet set);
+struct TilingOptions {
+  int threads = 1;
+  int side = 0;       // above 0: of all tiles
+  bool told = false;  // somebody waits for single tiles
+  InstructionSet set = InstructionSet::baseline;
+};
+
+Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRect& frame,
+                    const TilingOptions& options);
+
+// What tiles of a size need, roughly where something is moved.
+Tiling tilingOf(const Program& program, const Passes& passes, const IndexRect& frame, int64_t width,
+                int64_t height, InstructionSet set);
 
 // Whether some pass reads between samples: then tiles differ in what they need.
 bool interpolates(const Passes& passes);
+
+// How many rows of a tile take as long as what is computed before its first one. Infinite where rows cannot
+// be left to another tile.
+double leadRows(const Program& program, const Passes& passes, const IndexRect& tile, InstructionSet set);
 
 // At most held by an evaluation of `out`.
 double bytesHeld(const Program& program, const Passes& passes, const IndexRect& out, const Regions& regions,

@@ -18,12 +18,12 @@ std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& 
   const std::vector<SourceRows> everything = wholeSources(program);
   std::vector<Part> parts;
   Share share = kAll;
-  if (std::string error = plan(program, frame_, false, share, parts); !error.empty()) return error;
-  const Passes& passes = parts.back().passes;
-  const Tiling& tiling = parts.back().tiling;
   // Where something is interpolated, every band has tiles of its own. Else there are strips from the top to
   // the bottom of the picture, all of which go on from band to band.
-  const bool tiled = interpolates(passes);
+  const bool tiled = interpolates(fusePasses(program));
+  if (std::string error = plan(program, frame_, false, tiled, share, parts); !error.empty()) return error;
+  const Passes& passes = parts.back().passes;
+  const Tiling& tiling = parts.back().tiling;
   const int64_t width = std::clamp<int64_t>((frame_.width() + 2 * threads_ - 1) / (2 * threads_), 512, 4096);
   const int64_t strips = (frame_.width() + width - 1) / width;
   const IndexRect first{frame_.x0, frame_.y0, std::min(frame_.x1, frame_.x0 + width), frame_.y1};
@@ -59,12 +59,17 @@ std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& 
       const Share own{share.begin + share.size * static_cast<double>(frame_.y1 - top) /
                                         static_cast<double>(frame_.height()),
                       share.size * static_cast<double>(count) / static_cast<double>(frame_.height())};
-      if (std::string error = runTiles(program, passes, tiling, band, own, store); !error.empty())
-        return error;
+      if (std::string error = runTiles(program, parts.back(), band, own, store); !error.empty()) return error;
     } else {
       runParts(strips, threads_, [&](int64_t k) {
         const auto strip = static_cast<size_t>(k);
-        return advance(*evaluators[strip], tiles[strip], count, 0, progress, store);
+        int64_t left = count;
+        const auto take = [&](int64_t most) {
+          const int64_t next = std::min(most, left);
+          left -= next;
+          return next;
+        };
+        return advance(*evaluators[strip], tiles[strip].width(), take, 0, progress, store);
       });
     }
     if (!progress.error().empty()) return progress.error();

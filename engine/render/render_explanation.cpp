@@ -40,7 +40,7 @@ double RenderJob::largestTile(const Program& program, const Part& part) const {
   runParts(tiles.count(), threads_, [&](int64_t k) {
     const FloatingPointMode mode;
     const IndexRect tile = tiles.at(k);
-    const Regions regions = regionsFor(program, tile, set_, movesToPlan(tile));
+    const Regions regions = regionsFor(program, tile, set_, {movesToPlan(tile).most});
     const double bytes = bytesHeld(program, part.passes, tile, regions, set_);
     const std::lock_guard lock(mutex);
     most = std::max(most, bytes);

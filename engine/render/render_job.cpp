@@ -13,6 +13,7 @@
 #include "engine/render/parallel.h"
 #include "engine/render/reference_evaluator.h"
 #include "engine/render/render_cache.h"
+#include "engine/render/tile_queue.h"
 #include "platform/log.h"
 
 namespace vello {
@@ -23,6 +24,7 @@ namespace {
 constexpr double kMostWork = 1e13, kFreeWork = 1e8, kMostWorkPerSample = 2e4;
 // Steps that wait for one another's rows; each takes some of the thread's stack.
 constexpr size_t kDeepestPasses = 4000;
+constexpr double kWorkOfThread = 3e4;  // in the same; starting a thread takes as long
 constexpr char kNoMemory[] = "there is not enough memory for this render";
 constexpr int64_t kStoreLimit = int64_t{512} << 20;
 constexpr int64_t kCheckedSamples = 1 << 15;  // between two looks at whether the render was abandoned
@@ -137,7 +139,6 @@ PartOptions RenderJob::partOptions(bool straight) const {
   o.set = set_;
   o.bytesInMemory = static_cast<double>(storeLimit_);
   o.straight = straight;
-  o.keep = !options_.reference;
   return o;
 }
 
@@ -147,10 +148,9 @@ std::string RenderJob::compute(Program& program, const IndexRect& rect, bool str
   if (options_.reference) return runReference(program, rect, store);
   try {
     std::vector<Part> parts;
-    std::string error = plan(program, rect, straight, share, parts);
+    std::string error = plan(program, rect, straight, true, share, parts);
     if (error.empty()) error = computeKept(program, parts, share);
-    if (error.empty())
-      error = runTiles(program, parts.back().passes, parts.back().tiling, rect, share, store);
+    if (error.empty()) error = runTiles(program, parts.back(), rect, share, store);
     for (const Part& part : parts) drop(program, part);
     return error;
   } catch (const std::bad_alloc&) {
@@ -158,10 +158,12 @@ std::string RenderJob::compute(Program& program, const IndexRect& rect, bool str
   }
 }
 
-std::string RenderJob::plan(Program& program, const IndexRect& rect, bool straight, const Share& share,
-                            std::vector<Part>& parts) {
+std::string RenderJob::plan(Program& program, const IndexRect& rect, bool straight, bool keep,
+                            const Share& share, std::vector<Part>& parts) {
   Progress progress(request_.progress, share, rect.area());
   PartOptions options = partOptions(straight);
+  options.keep = keep;
+  options.told = tellsTiles(share);
   options.goOn = [&] {
     return abandoned() && (*abandoned())() ? progress.fail(kRenderAbandoned) : progress.finished(0);
   };
@@ -189,9 +191,9 @@ std::string RenderJob::computeKept(Program& program, std::vector<Part>& parts, S
     const Share own{share.begin, share.size * part.work() / all};
     {
       const PartScope scope(program, part);
-      error = runTiles(
-          program, part.passes, part.tiling, part.rect, own,
-          [&](int64_t j, int64_t i, int n, const Run& run) { kept->write(j, i, n, run, rowLoops(set_)); });
+      error = runTiles(program, part, part.rect, own, [&](int64_t j, int64_t i, int n, const Run& run) {
+        kept->write(j, i, n, run, rowLoops(set_));
+      });
     }
     program.steps[static_cast<size_t>(part.step)].store = kept;
     if (!error.empty()) return error;
@@ -247,11 +249,14 @@ std::string RenderJob::refuse(const Tiling& tiling, int64_t tiles, double area) 
   return {};
 }
 
-// As many as there are tiles for.
+// As many as there are tiles, and work, for.
 int RenderJob::threadsFor(const IndexRect& rect, const Tiling& tiling) const {
   const Tiles tiles{rect, tiling.width, tiling.height};
   if (rect.empty()) return 0;
-  return tiles.areMany() ? threads_ : static_cast<int>(std::min<int64_t>(threads_, tiles.count()));
+  if (tiles.areMany()) return threads_;
+  const double worthwhile = std::ceil(tiling.work * rect.area() / kWorkOfThread);
+  return static_cast<int>(std::min(
+      {static_cast<double>(threads_), static_cast<double>(tiles.count()), std::max(1.0, worthwhile)}));
 }
 
 Tiling RenderJob::needsOf(const Program& program, const Passes& passes, const IndexRect& tile,
@@ -267,21 +272,21 @@ void RenderJob::hold(double bytes) {
   }
 }
 
-// The next rows of a tile, in steps between which an abandoned render is noticed. `reserved` bytes are held
-// already.
-bool RenderJob::advance(RowEvaluator& evaluator, const IndexRect& tile, int64_t rows, double reserved,
+// The rows of a tile that `take` gives, in steps between which an abandoned render is noticed. `reserved`
+// bytes are held already.
+bool RenderJob::advance(RowEvaluator& evaluator, int64_t width, const TakeRows& take, double reserved,
                         Progress& progress, const Store& store) {
   const FloatingPointMode mode;
   try {
-    const int64_t step = std::max<int64_t>(1, kCheckedSamples / tile.width());
-    for (int64_t row = 0; row < rows; row += step) {
+    const int64_t step = std::max<int64_t>(1, kCheckedSamples / width);
+    while (const int64_t rows = take(step)) {
       if (progress.stopped()) return false;
       if (!options_.frame) FrameGate::shared().waitForFrames();
       const double before = std::max(reserved, evaluator.bytes());
-      evaluator.advance(std::min(step, rows - row), store);
+      evaluator.advance(rows, store);
       hold(std::max(reserved, evaluator.bytes()) - before);
       if (held_ > static_cast<double>(limit_)) return progress.fail(tooMuch(held_, limit_));
-      if (!progress.finished(static_cast<double>(std::min(step, rows - row) * tile.width()))) return false;
+      if (!progress.finished(static_cast<double>(rows * width))) return false;
     }
   } catch (const std::bad_alloc&) {
     return progress.fail(kNoMemory);
@@ -293,34 +298,57 @@ bool RenderJob::advance(RowEvaluator& evaluator, const IndexRect& tile, int64_t 
   return true;
 }
 
-std::string RenderJob::runTiles(const Program& program, const Passes& passes, const Tiling& tiling,
-                                const IndexRect& frame, const Share& share, const Store& store) {
+// Those of a part's own tiles may be known.
+Regions RenderJob::regionsOf(const Program& program, const Part& part, const IndexRect& frame,
+                             const IndexRect& tile) const {
+  if (frame == part.rect && !part.regions.empty()) {
+    const int64_t k = Tiles{frame, part.tiling.width, part.tiling.height}.numberOf(tile);
+    if (const Regions& known = part.regions[static_cast<size_t>(k)]; known.exact) return known;
+  }
+  return regionsFor(program, tile, set_);
+}
+
+std::string RenderJob::runTiles(const Program& program, const Part& part, const IndexRect& frame,
+                                const Share& share, const Store& store) {
+  const Passes& passes = part.passes;
+  const Tiling& tiling = part.tiling;
   if (passes.list.size() > kDeepestPasses) return "this recipe has too many filters that wait for each other";
   const Tiles tiles{frame, tiling.width, tiling.height};
   const int threads = threadsFor(frame, tiling);
   if (std::string error = refuse(tiling, threads, frame.area()); !error.empty()) return error;
   Progress progress(request_.progress, share, frame.area());
-  const bool tellTiles = share.ofResult && request_.finished;
-  const std::vector<int64_t> order =
-      tellTiles ? fromTheMiddle(tiles.across(), tiles.down()) : std::vector<int64_t>();
+  const bool told = tellsTiles(share);
+  const double lead = threads > 1 ? leadRows(program, passes, tiles.at(0), set_) : 0;
+  TileQueue queue(tiles, told ? fromTheMiddle(tiles.across(), tiles.down()) : std::vector<int64_t>(), lead,
+                  threads);
   std::mutex telling;
-  runParts(tiles.count(), threads, [&](int64_t k) {
-    const IndexRect tile = tiles.at(tellTiles ? order[static_cast<size_t>(k)] : k);
+  const auto run = [&](size_t thread, const IndexRect& tile) {
+    Regions regions = regionsOf(program, part, frame, tile);
+    if (!keptReach(program, regions)) return progress.fail("kept samples are too short");
+    // Tiles differ where something is moved: none starts that would not fit.
+    const Tiling needs = needsOf(program, passes, tile, regions);
+    if (std::string error = refuse(needs, threads, tile.area()); !error.empty()) return progress.fail(error);
+    RowEvaluator evaluator(program, passes, tile, std::move(regions), set_, abandoned());
+    // What it is going to take counts from the start: other tiles take theirs meanwhile.
+    hold(needs.bytes);
+    IndexRect done{tile.x0, tile.y1, tile.x1, tile.y1};
+    const auto take = [&](int64_t most) {
+      const int64_t rows = queue.take(thread, most);
+      done.y0 -= rows;
+      return rows;
+    };
+    const bool good = advance(evaluator, tile.width(), take, needs.bytes, progress, store);
+    hold(-std::max(needs.bytes, evaluator.bytes()));
+    if (!good || !told || done.empty()) return good;
+    const std::lock_guard lock(telling);
+    request_.finished({done.x0 - frame.x0, frame.y1 - done.y1, done.x1 - frame.x0, frame.y1 - done.y0});
+    return true;
+  };
+  runParts(threads, threads, [&](int64_t k) {
+    const auto thread = static_cast<size_t>(k);
     try {
-      Regions regions = regionsFor(program, tile, set_);
-      if (!keptReach(program, regions)) return progress.fail("kept samples are too short");
-      // Tiles differ where something is moved: none starts that would not fit.
-      const Tiling needs = needsOf(program, passes, tile, regions);
-      if (std::string error = refuse(needs, threads, tile.area()); !error.empty())
-        return progress.fail(error);
-      RowEvaluator evaluator(program, passes, tile, std::move(regions), set_, abandoned());
-      // What it is going to take counts from the start: other tiles take theirs meanwhile.
-      hold(needs.bytes);
-      const bool done = advance(evaluator, tile, tile.height(), needs.bytes, progress, store);
-      hold(-std::max(needs.bytes, evaluator.bytes()));
-      if (!done || !tellTiles) return done;
-      const std::lock_guard lock(telling);
-      request_.finished({tile.x0 - frame.x0, frame.y1 - tile.y1, tile.x1 - frame.x0, frame.y1 - tile.y0});
+      for (IndexRect tile; !(tile = queue.next(thread)).empty();)
+        if (!run(thread, tile)) return false;
       return true;
     } catch (const std::bad_alloc&) {
       return progress.fail(kNoMemory);

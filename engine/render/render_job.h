@@ -33,6 +33,7 @@ class RenderJob {
   using Store = RowEvaluator::Store;
   using Progress = RenderProgress;
   using Share = RenderShare;
+  using TakeRows = std::function<int64_t(int64_t most)>;  // how many come next, 0 at the end
   static constexpr Share kAll{0, 1, true};
 
   ProgramOptions programOptions();
@@ -48,15 +49,17 @@ class RenderJob {
   int threadsFor(const IndexRect& rect, const Tiling& tiling) const;
   double largestTile(const Program& program, const Part& part) const;
   PartOptions partOptions(bool straight) const;
-  std::string plan(Program& program, const IndexRect& rect, bool straight, const Share& share,
+  std::string plan(Program& program, const IndexRect& rect, bool straight, bool keep, const Share& share,
                    std::vector<Part>& parts);
   std::string compute(Program& program, const IndexRect& rect, bool straight, Share share,
                       const Store& store);
   std::string computeKept(Program& program, std::vector<Part>& parts, Share& share);
   void drop(Program& program, const Part& part);
-  std::string runTiles(const Program& program, const Passes& passes, const Tiling& tiling,
-                       const IndexRect& frame, const Share& share, const Store& store);
-  bool advance(RowEvaluator& evaluator, const IndexRect& tile, int64_t rows, double reserved,
+  Regions regionsOf(const Program& program, const Part& part, const IndexRect& frame,
+                    const IndexRect& tile) const;
+  std::string runTiles(const Program& program, const Part& part, const IndexRect& frame, const Share& share,
+                       const Store& store);
+  bool advance(RowEvaluator& evaluator, int64_t width, const TakeRows& take, double reserved,
                Progress& progress, const Store& store);
   bool staysEncoded(const Program& program, const PixelWriter& writer) const;
   Store writingTo(const PixelWriter& writer, bool encoded, const PixelLayout& layout, uint8_t* pixels,
@@ -66,6 +69,7 @@ class RenderJob {
   const std::function<bool()>* abandoned() const {
     return request_.abandoned ? &request_.abandoned : nullptr;
   }
+  bool tellsTiles(const Share& share) const { return share.ofResult && request_.finished; }
   void hold(double bytes);
   std::string runReference(const Program& program, const IndexRect& frame, const Store& store) const;
 

@@ -59,6 +59,14 @@ const Recipe kRecipes[] = {
        return applyKernel(taps<probes::PageTurn, 2, 3>(), {}, {soft, soft, twirled(soft)});
      },
      2},
+    {"wide_blur_over_what_it_blurs",
+     [] {
+       const CIImage levels = filtered(picture(kWidth, kHeight), "CIColorPosterize", {{"inputLevels", 5.24}});
+       const CIImage blurred =
+           filtered(filtered(levels, "CIColorMonochrome"), "CIGaussianBlur", {{"inputRadius", 24.0}});
+       return filtered(blurred, "CISourceOverCompositing", {{"inputBackgroundImage", levels}});
+     },
+     1},
 };
 
 class KeptStepsTest : public ::testing::TestWithParam<Recipe> {};
@@ -86,7 +94,7 @@ TEST_P(KeptStepsTest, GiveTheBytesOfOneTileWhereverTheyAreKept) {
     int side, threads;
     int64_t store;
   };
-  for (const Way& way : {Way{24, 1, 1}, Way{50, 3, 200 << 10}, Way{64, 2, 0}}) {
+  for (const Way& way : {Way{24, 1, 1}, Way{50, 3, 10 << 10}, Way{64, 2, 0}}) {
     ContextOptions options;
     options.tileSide = way.side;
     options.threads = way.threads;
