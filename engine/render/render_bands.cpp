@@ -6,6 +6,12 @@
 #include "engine/render/render_job.h"
 
 namespace vello {
+namespace {
+
+// Of a picture, read for one row of the result.
+constexpr double kMostBytesOfRow = 1 << 27;
+
+}  // namespace
 
 std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& space,
                                 const BandCallbacks& callbacks) {
@@ -21,7 +27,9 @@ std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& 
   // Where something is interpolated, every band has tiles of its own. Else there are strips from the top to
   // the bottom of the picture, all of which go on from band to band.
   const bool tiled = interpolates(fusePasses(program));
-  if (std::string error = plan(program, frame_, false, tiled, share, parts); !error.empty()) return error;
+  const bool inOrder = readsInBands(program);
+  if (std::string error = plan(program, frame_, false, tiled && !inOrder, share, parts); !error.empty())
+    return error;
   const Passes& passes = parts.back().passes;
   const Tiling& tiling = parts.back().tiling;
   const int64_t width = std::clamp<int64_t>((frame_.width() + 2 * threads_ - 1) / (2 * threads_), 512, 4096);
@@ -41,9 +49,10 @@ std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& 
   }
   const int64_t bandBytes = (tiled ? 32 : 8) << 20, leastRows = 16, mostRows = tiled ? 4096 : 128;
   int64_t rows = std::clamp(bandBytes / std::max<int64_t>(1, layout.bytesPerRow), leastRows, mostRows);
-  if (tiled && rows > tiling.height) rows -= rows % tiling.height;
+  // The next rows are read while a band is computed: then one row of tiles is enough.
+  if (tiled && rows > tiling.height) rows = inOrder ? tiling.height : rows - rows % tiling.height;
   std::vector<uint8_t> bytes(static_cast<size_t>(std::min(rows, frame_.height()) * layout.bytesPerRow));
-  if (tiled) {
+  if (tiled && !inOrder) {
     // What is moved may come from anywhere.
     if (std::string error = callbacks.provide(everything); !error.empty()) return error;
     if (std::string error = computeKept(program, parts, share); !error.empty()) return error;
@@ -52,7 +61,7 @@ std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& 
   for (int64_t top = frame_.y1; top > frame_.y0; top -= rows) {
     const int64_t count = std::min(rows, top - frame_.y0);
     const IndexRect band{frame_.x0, top - count, frame_.x1, top};
-    const auto read = tiled ? wholeSources(program) : sourceRows(program, band);
+    const auto read = tiled && !inOrder ? everything : sourceRows(program, band);
     if (std::string error = callbacks.provide(read); !error.empty()) return error;
     const Store store = writingTo(writer, program.encoded, layout, bytes.data(), top);
     if (tiled) {
@@ -117,10 +126,19 @@ std::vector<SourceRows> RenderJob::sourceRows(const Program& program, const Inde
 
 bool RenderJob::readsInBands() {
   Program program;
-  if (!build(program).empty()) return false;
+  return build(program).empty() && readsInBands(program);
+}
+
+// From the top of every picture down, and never many of its rows for a few.
+bool RenderJob::readsInBands(const Program& program) const {
   for (const Step& step : program.steps)
     for (const GridEdge& edge : step.edges)
-      if (!step.followsRows() || edge.toGrid.d <= 0) return false;
+      if (step.op != Step::Op::sample || !edge.source || edge.toGrid.d <= 0) return false;
+  const IndexRect row{frame_.x0, (frame_.y0 + frame_.y1) / 2, frame_.x1, (frame_.y0 + frame_.y1) / 2 + 1};
+  for (const SourceRows& rows : sourceRows(program, row))
+    if (static_cast<double>(rows.end - rows.begin) * program.sources.at(rows.serial)->bytesPerRow() >
+        kMostBytesOfRow)
+      return false;
   return program.tables.empty() && program.found.empty();
 }
 

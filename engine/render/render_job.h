@@ -65,6 +65,7 @@ class RenderJob {
   Store writingTo(const PixelWriter& writer, bool encoded, const PixelLayout& layout, uint8_t* pixels,
                   int64_t top) const;
   static std::vector<SourceRows> wholeSources(const Program& program);
+  bool readsInBands(const Program& program) const;
   std::vector<SourceRows> sourceRows(const Program& program, const IndexRect& band) const;
   const std::function<bool()>* abandoned() const {
     return request_.abandoned ? &request_.abandoned : nullptr;

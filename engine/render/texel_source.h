@@ -18,6 +18,7 @@ class TexelSource {
               std::shared_ptr<TexelPyramid> pyramid = nullptr);
 
   int64_t width(int level) const { return levelSize(reader_.bitmap().width(), level); }
+  double bytesPerRow() const { return static_cast<double>(reader_.bitmap().layout().bytesPerRow); }
   int64_t height(int level) const { return levelSize(reader_.bitmap().height(), level); }
   // Full-size texels [i, i + n) of row j (0 is the lowest) as premultiplied linear colour.
   void readLinear(int64_t j, int64_t i, int n, const Run& out) const;

@@ -3,6 +3,11 @@
 #include <algorithm>
 
 namespace vello::cli {
+namespace {
+
+constexpr int64_t kMostBytesAhead = int64_t{16} << 20;
+
+}  // namespace
 
 std::string SourceFile::provide(int64_t begin, int64_t end) {
   if (ahead_.valid()) ahead_.get();
@@ -13,12 +18,13 @@ std::string SourceFile::provide(int64_t begin, int64_t end) {
     return picture_->provide(height);
   }
   const std::string& problem = picture_->provide(end);
-  if (problem.empty() && end > asked_) readAhead(std::min(height, 2 * end - asked_));
+  const int64_t most = kMostBytesAhead / std::max<int64_t>(1, picture_->bitmap().layout().bytesPerRow);
+  if (problem.empty() && end > asked_) readAhead(std::min(height, end + std::min(end - asked_, most)));
   asked_ = std::max(asked_, end);
   return problem;
 }
 
-// As many rows as were asked for the last time. An error comes when they are asked for.
+// As many rows as were asked for the last time, where those were not very many. An error comes when they are asked for.
 void SourceFile::readAhead(int64_t end) {
   ahead_ = std::async(std::launch::async, [picture = picture_.get(), end] { picture->provide(end); });
 }
