@@ -17,7 +17,7 @@ std::string SourceFile::provide(int64_t begin, int64_t end) {
     asked_ = height;
     return picture_->provide(height);
   }
-  const std::string& problem = picture_->provide(end);
+  std::string problem = picture_->provide(end);  // reading ahead may find the next one
   const int64_t most = kMostBytesAhead / std::max<int64_t>(1, picture_->bitmap().layout().bytesPerRow);
   if (problem.empty() && end > asked_) readAhead(std::min(height, end + std::min(end - asked_, most)));
   asked_ = std::max(asked_, end);
