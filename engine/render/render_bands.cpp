@@ -129,16 +129,19 @@ bool RenderJob::readsInBands() {
   return build(program).empty() && readsInBands(program);
 }
 
-// From the top of every picture down, and never many of its rows for a few.
+// From the top of every picture down. A turned one is read far beyond each row; not where that is very far.
 bool RenderJob::readsInBands(const Program& program) const {
+  bool turns = false;
   for (const Step& step : program.steps)
-    for (const GridEdge& edge : step.edges)
+    for (const GridEdge& edge : step.edges) {
       if (step.op != Step::Op::sample || !edge.source || edge.toGrid.d <= 0) return false;
-  const IndexRect row{frame_.x0, (frame_.y0 + frame_.y1) / 2, frame_.x1, (frame_.y0 + frame_.y1) / 2 + 1};
-  for (const SourceRows& rows : sourceRows(program, row))
-    if (static_cast<double>(rows.end - rows.begin) * program.sources.at(rows.serial)->bytesPerRow() >
-        kMostBytesOfRow)
-      return false;
+      turns = turns || !step.followsRows();
+    }
+  const int64_t middle = (frame_.y0 + frame_.y1) / 2;
+  for (const SourceRows& rows : sourceRows(program, {frame_.x0, middle, frame_.x1, middle + 1})) {
+    const auto count = static_cast<double>(rows.end - rows.begin);
+    if (turns && count * program.sources.at(rows.serial)->bytesPerRow() > kMostBytesOfRow) return false;
+  }
   return program.tables.empty() && program.found.empty();
 }
 

@@ -1,5 +1,6 @@
 // Rendering into bitmaps: where the pixels land, what is copied, what is refused.
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 
 #include <atomic>
 #include <thread>
@@ -11,6 +12,7 @@
 namespace vello {
 namespace {
 
+using testing::filtered;
 using testing::largestStep;
 using testing::Noise;
 using testing::picture;
@@ -205,6 +207,23 @@ TEST(ContextTest, AMovedPictureIsReadInBandsUnlessItsRowsComeUpwards) {
     EXPECT_TRUE(bytes == rendered(whole, rect, rgba8(0, 0), {})) << row.name;
     EXPECT_LE(largestStep(bytes, rendered(whole, rect, rgba8(0, 0), {.reference = true})), 1) << row.name;
   }
+}
+
+// Nobody touches its pixels.
+TEST(ContextTest, AVastPictureIsReadInBandsHoweverFarItsBlursReachButNotWhereItIsTurned) {
+  constexpr int64_t width = 50000, height = 4000;
+  const auto unmap = [](void* pixels) { munmap(pixels, 4 * width * height); };
+  const std::shared_ptr<void> pixels(
+      mmap(nullptr, 4 * width * height, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0),
+      unmap);
+  const CIImage vast = CIImage::imageWithBitmap(
+      Bitmap(rgba8(width, height), ColorSpace::sRGB(), pixels, static_cast<const uint8_t*>(pixels.get())));
+  const auto inBands = [&](const CIImage& image) {
+    return CIContext().readsInBands({image, {{0, 0}, {width, height}}});
+  };
+  EXPECT_TRUE(inBands(filtered(vast, "CIGaussianBlur", {{"inputRadius", 100.0}})));
+  EXPECT_TRUE(inBands(vast.imageByApplyingTransform({1, 0.01, -0.01, 1, 0, 0})));
+  EXPECT_FALSE(inBands(vast.imageByApplyingTransform({0.8, 0.6, -0.6, 0.8, 0, 0})));
 }
 
 TEST(ContextTest, SeveralThreadsRenderOneRecipe) {
