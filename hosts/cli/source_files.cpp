@@ -24,7 +24,8 @@ std::string SourceFile::provide(int64_t begin, int64_t end) {
   return problem;
 }
 
-// As many rows as were asked for the last time, where those were not very many. An error comes when they are asked for.
+// As many rows as were asked for the last time, where those were not very many. An error comes when they are
+// asked for.
 void SourceFile::readAhead(int64_t end) {
   ahead_ = std::async(std::launch::async, [picture = picture_.get(), end] { picture->provide(end); });
 }
