@@ -13,7 +13,8 @@ namespace vello {
 namespace {
 
 constexpr double kSampleBytes = 4 * sizeof(float);
-constexpr int64_t kLeastRows = 8;  // of a tile
+constexpr int64_t kLeastRows = 8;                      // of a tile
+constexpr int64_t kSquareStep = 64, kColumnStep = 16;  // of the sides of tiles, and of the widths of columns
 
 // Of a core's second-level cache.
 double cacheBytes() {
@@ -90,11 +91,10 @@ namespace {
 
 int64_t split(int64_t size, int64_t parts) { return (size + parts - 1) / parts; }
 
-// The width of columns that are as wide as each other and hardly wider than `width`.
-int64_t evenly(int64_t all, int64_t width, bool square) {
-  // As even as lines of the cache allow where threads end together; squares as runs of samples do.
-  const int64_t step = square ? 64 : 16;
-  return split(split(all, split(all, width)), step) * step;
+// The size of parts that are as large as each other, but for the steps they come in, and hardly larger than
+// `size`.
+int64_t evenly(int64_t all, int64_t size, int64_t step) {
+  return split(split(all, split(all, size)), step) * step;
 }
 
 // How much longer a render takes than its threads work: some wait while others do the last tiles.
@@ -104,6 +104,15 @@ double waiting(const Tiling& tiling, const IndexRect& frame, int threads) {
                        static_cast<double>(split(frame.height(), tiling.height));
   const double each = tiles / threads;
   return std::ceil(each) / each * (1 + 0.3 / each);
+}
+
+// Of columns' tiles. Threads take over rows of them, so that one for each thread is enough to begin with.
+std::vector<int64_t> heightsOfColumns(const IndexRect& frame, int64_t width, int threads, bool told) {
+  const int64_t fewest = split(threads, split(frame.width(), width));
+  std::vector<int64_t> heights;
+  for (int64_t parts = told ? std::max<int64_t>(fewest, 4 * threads) : fewest; parts >= fewest; parts /= 2)
+    heights.push_back(std::max(kLeastRows, split(frame.height(), parts)));
+  return heights;
 }
 
 // Copies of a picture around a centre lie further apart the further away a tile is.
@@ -137,7 +146,7 @@ double leadRows(const Program& program, const Passes& passes, const IndexRect& t
     const int64_t y = tile.y0 + (tile.height() - rows) / 2;
     return regionsFor(program, {tile.x0, y, tile.x1, y + rows}, set).work;
   };
-  const int64_t few = std::max<int64_t>(1, tile.height() / 4), many = few + std::max<int64_t>(1, few);
+  const int64_t few = std::max<int64_t>(1, tile.height() / 4), many = 2 * few;
   const double first = work(few), each = (work(many) - first) / static_cast<double>(many - few);
   return each > 0 ? std::max(0.0, first / each - static_cast<double>(few)) : INFINITY;
 }
@@ -165,28 +174,26 @@ Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRec
   };
   if (options.side > 0) return tile(options.side, options.side);
   const bool square = interpolates(passes);
+  const auto costOf = [&](const Tiling& size) {
+    // Rows that have left the cache cost more, and every row of a tile costs some by itself.
+    const double crowded = std::max(0.0, std::log2(size.bytes / (2 * cacheBytes())));
+    const double wait = square || options.told ? waiting(size, frame, threads) : 1;
+    return (size.work + 0.12 * crowded * size.samples) * (1 + 30.0 / static_cast<double>(size.width)) * wait;
+  };
   Tiling best = tile(64, 64);
   double least = INFINITY;
   for (int64_t side = square ? 64 : 256; side <= 4096; side *= 2) {
     bool better = false;
     Tiling next;
-    const int64_t width = evenly(frame.width(), side, square);
-    // Tiles that can be divided begin one for each thread.
-    const int64_t fewest = split(threads, split(frame.width(), width));
-    for (int64_t parts = options.told ? std::max<int64_t>(fewest, 4 * threads) : fewest;; parts /= 2) {
-      const int64_t rows = std::max(kLeastRows, split(frame.height(), parts));
-      next = tile(width, square ? evenly(frame.height(), side, square) : rows);
-      // Rows that have left the cache cost more, and every row of a tile costs some by itself.
-      const double crowded = std::max(0.0, std::log2(next.bytes / (2 * cacheBytes())));
-      const double wait = square || options.told ? waiting(next, frame, threads) : 1;
-      const double cost =
-          (next.work + 0.12 * crowded * next.samples) * (1 + 30.0 / static_cast<double>(next.width)) * wait;
-      if (cost < 0.98 * least) {
+    const int64_t width = evenly(frame.width(), side, square ? kSquareStep : kColumnStep);
+    for (const int64_t height : square ? std::vector{evenly(frame.height(), side, kSquareStep)}
+                                       : heightsOfColumns(frame, width, threads, options.told)) {
+      next = tile(width, height);
+      if (const double cost = costOf(next); cost < 0.98 * least) {
         better = true;
         least = cost;
         best = next;
       }
-      if (square || parts / 2 < fewest) break;
     }
     // Where no tile of this size spares reading far, what is read is kept instead.
     if (side >= frame.width() || ((square || !better) && next.bytes > 64 * cacheBytes())) break;
