@@ -119,7 +119,7 @@ std::string CIContext::renderBands(const RenderRequest& request, PixelLayout lay
   try {
     error = job.runBands(layout, options_.outputColorSpace ? options_.outputColorSpace : space, callbacks);
   } catch (const std::bad_alloc&) {
-    error = "there is not enough memory for this render";
+    error = kNoMemoryForRender;
   }
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   if (statistics) *statistics = {seconds, job.peakBytes(), false};

@@ -11,6 +11,7 @@
 
 #include "engine/render/frame_costs.h"
 #include "engine/render/render_cache.h"
+#include "engine/render/render_progress.h"
 
 namespace vello {
 namespace {
@@ -196,7 +197,7 @@ std::string PreviewRenderer::Worker::compute(Running& frame) {
     std::string error = prepare(frame);
     return error.empty() ? draw(frame) : error;
   } catch (const std::bad_alloc&) {
-    return "there is not enough memory for this render";
+    return kNoMemoryForRender;
   }
 }
 

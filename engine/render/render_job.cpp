@@ -4,8 +4,6 @@
 
 #include <cmath>
 #include <cstring>
-#include <mutex>
-#include <numeric>
 
 #include "engine/filters/output_range.h"
 #include "engine/render/floating_point_mode.h"
@@ -13,7 +11,6 @@
 #include "engine/render/parallel.h"
 #include "engine/render/reference_evaluator.h"
 #include "engine/render/render_cache.h"
-#include "engine/render/tile_queue.h"
 #include "platform/log.h"
 
 namespace vello {
@@ -22,33 +19,10 @@ namespace {
 // Work that is refused, in samples of a plain colour formula: more than anybody waits for, and more than any
 // recipe of sense asks for each sample of its result.
 constexpr double kMostWork = 1e13, kFreeWork = 1e8, kMostWorkPerSample = 2e4;
-// Steps that wait for one another's rows; each takes some of the thread's stack.
-constexpr size_t kDeepestPasses = 4000;
-constexpr double kWorkOfThread = 3e4;  // in the same; starting a thread takes as long
-constexpr char kNoMemory[] = "there is not enough memory for this render";
 constexpr int64_t kStoreLimit = int64_t{512} << 20;
-constexpr int64_t kCheckedSamples = 1 << 15;  // between two looks at whether the render was abandoned
 
 int64_t defaultMemoryLimit() {
   return static_cast<int64_t>(sysconf(_SC_PHYS_PAGES)) * static_cast<int64_t>(sysconf(_SC_PAGESIZE)) / 4;
-}
-
-std::string tooMuch(double need, int64_t limit) {
-  return formatText(
-      "this render needs %@ MB of memory at once and the limit is %@ MB",
-      {std::to_string(static_cast<int64_t>(std::min(need / 1e6, 1e15))), std::to_string(limit / 1000000)});
-}
-
-// The numbers of a grid's parts, those in the middle first.
-std::vector<int64_t> fromTheMiddle(int64_t across, int64_t down) {
-  std::vector<int64_t> order(static_cast<size_t>(across * down));
-  std::iota(order.begin(), order.end(), 0);
-  const auto away = [=](int64_t part) {
-    const int64_t x = 2 * (part % across) - across + 1, y = 2 * (part / across) - down + 1;
-    return x * x + y * y;
-  };
-  std::stable_sort(order.begin(), order.end(), [&](int64_t a, int64_t b) { return away(a) < away(b); });
-  return order;
 }
 
 ColorSpacePtr matrixSpace(const ColorSpacePtr& space) { return space && space->isMatrix() ? space : nullptr; }
@@ -154,7 +128,7 @@ std::string RenderJob::compute(Program& program, const IndexRect& rect, bool str
     for (const Part& part : parts) drop(program, part);
     return error;
   } catch (const std::bad_alloc&) {
-    return kNoMemory;
+    return kNoMemoryForRender;
   }
 }
 
@@ -234,35 +208,25 @@ RenderJob::Store RenderJob::writingTo(const PixelWriter& writer, bool encoded, c
 
 // Tables, reductions, foreign frames: one rectangle of another program.
 std::string RenderJob::whole(Program& program, const IndexRect& rect, Buffer& out) {
-  if (Buffer::bytesFor(rect) > static_cast<double>(limit_)) return tooMuch(Buffer::bytesFor(rect), limit_);
+  if (Buffer::bytesFor(rect) > static_cast<double>(limit_)) return tooMuch(Buffer::bytesFor(rect));
   out = Buffer(rect);
   return compute(program, rect, false, {},
                  [&](int64_t j, int64_t i, int n, const Run& run) { copyRun(run, out.at(i, j), n); });
 }
 
+std::string RenderJob::tooMuch(double need) const {
+  return formatText(
+      "this render needs %@ MB of memory at once and the limit is %@ MB",
+      {std::to_string(static_cast<int64_t>(std::min(need / 1e6, 1e15))), std::to_string(limit_ / 1000000)});
+}
+
 // `tiles` are held at the same time.
 std::string RenderJob::refuse(const Tiling& tiling, int64_t tiles, double area) const {
   const double bytes = keptBytes_ + tiling.bytes * static_cast<double>(tiles), work = tiling.work * area;
-  if (bytes > static_cast<double>(limit_)) return tooMuch(bytes, limit_);
+  if (bytes > static_cast<double>(limit_)) return tooMuch(bytes);
   if (!(work < std::min(kMostWork, kFreeWork + kMostWorkPerSample * area)))
     return "this render would take too long: its filters read too far";
   return {};
-}
-
-// As many as there are tiles, and work, for.
-int RenderJob::threadsFor(const IndexRect& rect, const Tiling& tiling) const {
-  const Tiles tiles{rect, tiling.width, tiling.height};
-  if (rect.empty()) return 0;
-  if (tiles.areMany()) return threads_;
-  const double worthwhile = std::ceil(tiling.work * rect.area() / kWorkOfThread);
-  return static_cast<int>(std::min(
-      {static_cast<double>(threads_), static_cast<double>(tiles.count()), std::max(1.0, worthwhile)}));
-}
-
-Tiling RenderJob::needsOf(const Program& program, const Passes& passes, const IndexRect& tile,
-                          const Regions& regions) const {
-  return {tile.width(), tile.height(), bytesHeld(program, passes, tile, regions, set_),
-          regions.samples / tile.area(), regions.work / tile.area()};
 }
 
 void RenderJob::hold(double bytes) {
@@ -272,96 +236,11 @@ void RenderJob::hold(double bytes) {
   }
 }
 
-// The rows of a tile that `take` gives, in steps between which an abandoned render is noticed. `reserved`
-// bytes are held already.
-bool RenderJob::advance(RowEvaluator& evaluator, int64_t width, const TakeRows& take, double reserved,
-                        Progress& progress, const Store& store) {
-  const FloatingPointMode mode;
-  try {
-    const int64_t step = std::max<int64_t>(1, kCheckedSamples / width);
-    while (const int64_t rows = take(step)) {
-      if (progress.stopped()) return false;
-      if (!options_.frame) FrameGate::shared().waitForFrames();
-      const double before = std::max(reserved, evaluator.bytes());
-      evaluator.advance(rows, store);
-      hold(std::max(reserved, evaluator.bytes()) - before);
-      if (held_ > static_cast<double>(limit_)) return progress.fail(tooMuch(held_, limit_));
-      if (!progress.finished(static_cast<double>(rows * width))) return false;
-    }
-  } catch (const std::bad_alloc&) {
-    return progress.fail(kNoMemory);
-  } catch (const RenderAbandoned&) {
-    return progress.fail(kRenderAbandoned);
-  } catch (const SampleStore::Failure& failure) {
-    return progress.fail(failure.what());
-  }
-  return true;
-}
-
-// Those of a part's own tiles may be known.
-Regions RenderJob::regionsOf(const Program& program, const Part& part, const IndexRect& frame,
-                             const IndexRect& tile) const {
-  if (frame == part.rect && !part.regions.empty()) {
-    const int64_t k = Tiles{frame, part.tiling.width, part.tiling.height}.numberOf(tile);
-    if (const Regions& known = part.regions[static_cast<size_t>(k)]; known.exact) return known;
-  }
-  return regionsFor(program, tile, set_);
-}
-
-std::string RenderJob::runTiles(const Program& program, const Part& part, const IndexRect& frame,
-                                const Share& share, const Store& store) {
-  const Passes& passes = part.passes;
-  const Tiling& tiling = part.tiling;
-  if (passes.list.size() > kDeepestPasses) return "this recipe has too many filters that wait for each other";
-  const Tiles tiles{frame, tiling.width, tiling.height};
-  const int threads = threadsFor(frame, tiling);
-  if (std::string error = refuse(tiling, threads, frame.area()); !error.empty()) return error;
-  Progress progress(request_.progress, share, frame.area());
-  const bool told = tellsTiles(share);
-  const double lead = threads > 1 ? leadRows(program, passes, tiles.at(0), set_) : 0;
-  TileQueue queue(tiles, told ? fromTheMiddle(tiles.across(), tiles.down()) : std::vector<int64_t>(), lead,
-                  threads);
-  std::mutex telling;
-  const auto run = [&](size_t thread, const IndexRect& tile) {
-    Regions regions = regionsOf(program, part, frame, tile);
-    if (!keptReach(program, regions)) return progress.fail("kept samples are too short");
-    // Tiles differ where something is moved: none starts that would not fit.
-    const Tiling needs = needsOf(program, passes, tile, regions);
-    if (std::string error = refuse(needs, threads, tile.area()); !error.empty()) return progress.fail(error);
-    RowEvaluator evaluator(program, passes, tile, std::move(regions), set_, abandoned());
-    // What it is going to take counts from the start: other tiles take theirs meanwhile.
-    hold(needs.bytes);
-    IndexRect done{tile.x0, tile.y1, tile.x1, tile.y1};
-    const auto take = [&](int64_t most) {
-      const int64_t rows = queue.take(thread, most);
-      done.y0 -= rows;
-      return rows;
-    };
-    const bool good = advance(evaluator, tile.width(), take, needs.bytes, progress, store);
-    hold(-std::max(needs.bytes, evaluator.bytes()));
-    if (!good || !told || done.empty()) return good;
-    const std::lock_guard lock(telling);
-    request_.finished({done.x0 - frame.x0, frame.y1 - done.y1, done.x1 - frame.x0, frame.y1 - done.y0});
-    return true;
-  };
-  runParts(threads, threads, [&](int64_t k) {
-    const auto thread = static_cast<size_t>(k);
-    try {
-      for (IndexRect tile; !(tile = queue.next(thread)).empty();)
-        if (!run(thread, tile)) return false;
-      return true;
-    } catch (const std::bad_alloc&) {
-      return progress.fail(kNoMemory);
-    }
-  });
-  return progress.error();
-}
-
 std::string RenderJob::runReference(const Program& program, const IndexRect& frame,
                                     const Store& store) const {
   const Regions regions = regionsFor(program, frame, InstructionSet::baseline);
   const double bytes = regions.samples * 4 * sizeof(float);
-  if (!(bytes < static_cast<double>(limit_))) return tooMuch(bytes, limit_);
+  if (!(bytes < static_cast<double>(limit_))) return tooMuch(bytes);
   const Buffer samples = evaluateReference(program, regions);
   const Scratch scratch(frame.width());
   for (int64_t j = frame.y0; j < frame.y1; ++j) {

@@ -1,6 +1,6 @@
-// One render: a program, its tiles, all cores. render_job.cpp computes rectangles; render_bands.cpp goes from
-// file to file, render_keeping.cpp leaves samples for later renders, render_explanation.cpp tells what would
-// be done.
+// One render: a program, its tiles, all cores. render_job.cpp computes rectangles, render_tiles.cpp their
+// tiles; render_bands.cpp goes from file to file, render_keeping.cpp leaves samples for later renders,
+// render_explanation.cpp tells what would be done.
 #pragma once
 
 #include <atomic>
@@ -45,6 +45,7 @@ class RenderJob {
   std::string whole(Program& program, const IndexRect& rect, Buffer& out);
   Tiling needsOf(const Program& program, const Passes& passes, const IndexRect& tile,
                  const Regions& regions) const;
+  std::string tooMuch(double need) const;
   std::string refuse(const Tiling& tiling, int64_t tiles, double area) const;
   int threadsFor(const IndexRect& rect, const Tiling& tiling) const;
   double largestTile(const Program& program, const Part& part) const;
@@ -57,8 +58,12 @@ class RenderJob {
   void drop(Program& program, const Part& part);
   Regions regionsOf(const Program& program, const Part& part, const IndexRect& frame,
                     const IndexRect& tile) const;
+  struct TileWork;
   std::string runTiles(const Program& program, const Part& part, const IndexRect& frame, const Share& share,
                        const Store& store);
+  bool runThread(TileWork& work, size_t thread);
+  bool runTile(TileWork& work, size_t thread, const IndexRect& tile);
+  void tell(TileWork& work, const IndexRect& done) const;
   bool advance(RowEvaluator& evaluator, int64_t width, const TakeRows& take, double reserved,
                Progress& progress, const Store& store);
   bool staysEncoded(const Program& program, const PixelWriter& writer) const;

@@ -10,6 +10,7 @@
 namespace vello {
 
 inline constexpr char kRenderAbandoned[] = "the render was abandoned";
+inline constexpr char kNoMemoryForRender[] = "there is not enough memory for this render";
 
 // Of the whole render, 0..1, what is told of one stretch of it.
 struct RenderShare {
