@@ -296,8 +296,9 @@ std::string readMetadata(const ByteSource& source, DecodedImage& image) {
   const auto directory = readTiffDirectory(source, header->format, header->firstDirectory);
   if (!directory) return {};
   for (const uint16_t tag : directory->unreadable) {
-    // Without its profile a picture would have other colours.
+    // Without its profile or palette a picture would have other colours.
     if (tag == TIFFTAG_ICCPROFILE) return "the file is truncated: its colour profile is missing";
+    if (tag == TIFFTAG_COLORMAP) return "the file is truncated: its palette is missing";
     image.warnings.push_back("tag " + std::to_string(tag) + " cannot be read and is left out");
   }
   image.metadata = readTiffMetadata(*directory);
