@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "tests/platform/other_files.h"
 #include "tests/platform/test_images.h"
 #include "tests/platform/test_profiles.h"
 
@@ -39,28 +40,26 @@ const Kind kKinds[] = {
     {"PngStraight8", ImageFormat::png, "a.png", 8, 4, AlphaInfo::last, "Display P3"},
     {"PngStraight16", ImageFormat::png, "a.png", 16, 4, AlphaInfo::last, "sRGB"},
     {"PngGray16", ImageFormat::png, "a.png", 16, 1, AlphaInfo::none, "generic gray"},
+    {"JpegRGB", ImageFormat::jpeg, "a.jpg", 8, 3, AlphaInfo::none, "sRGB"},
+    {"JpegGray", ImageFormat::jpeg, "a.jpg", 8, 1, AlphaInfo::none, "generic gray"},
 };
 
-class EveryKind : public ::testing::TestWithParam<Kind> {
- protected:
-  Bitmap picture(int64_t width = 37, int64_t height = 23) const {
-    const Kind& kind = GetParam();
-    return noise(layoutOf(width, height, kind.bits, kind.components, kind.alpha),
-                 ColorSpace::named(kind.space));
-  }
-};
+class EveryKind : public ::testing::TestWithParam<Kind> {};
 
 TEST_P(EveryKind, KeepsPixelsProfileAndResolution) {
   const TemporaryFolder folder;
   const Kind& kind = GetParam();
   const std::string path = folder.file(kind.file);
-  const Bitmap bitmap = picture();
+  const bool jpeg = kind.format == ImageFormat::jpeg;  // loses a little, even of smooth pictures
+  const PixelLayout layout = layoutOf(37, 23, kind.bits, kind.components, kind.alpha);
+  const Bitmap bitmap =
+      jpeg ? gradient(37, 23, kind.components) : noise(layout, ColorSpace::named(kind.space));
   ImageWriteOptions options{.format = kind.format};
   options.metadata.dpiX = 300, options.metadata.dpiY = 350.5;
   ASSERT_EQ(writeImageFile(path, bitmap, options), std::nullopt);
   const ImageReadResult result = readImageFile(path);
   ASSERT_TRUE(result.ok()) << result.error;
-  EXPECT_EQ(differences(bitmap, result.bitmap), 0);
+  EXPECT_EQ(differences(bitmap, result.bitmap, jpeg ? 6 : 0), 0);
   EXPECT_EQ(result.bitmap.layout().alpha, kind.alpha);
   EXPECT_EQ(result.bitmap.space()->profile(), bitmap.space()->profile());
   const double tolerance = kind.format == ImageFormat::png ? 0.0127 : 0;  // whole pixels a metre
@@ -76,75 +75,35 @@ TEST_P(EveryKind, KeepsPixelsProfileAndResolution) {
   EXPECT_EQ(folder.fileCount(), 1u);
 }
 
-TEST_P(EveryKind, CutAnywhereIsAnErrorThatNamesTheFile) {
-  const TemporaryFolder folder;
-  const std::string path = folder.file(GetParam().file);
-  ASSERT_EQ(writeImageFile(path, picture(64, 64), {.format = GetParam().format}), std::nullopt);
-  const std::vector<uint8_t> whole = readBytes(path);
-  for (int part = 0; part < 20; ++part) {
-    std::vector<uint8_t> cut(whole.begin(), whole.begin() + static_cast<long>(whole.size() * part / 20));
-    writeBytes(path, cut);
-    const ImageReadResult result = readImageFile(path);
-    EXPECT_THAT(result.error, ::testing::StartsWith(path + ": ")) << part << "/20";
-    EXPECT_TRUE(result.bitmap.empty());
-  }
-}
-
 INSTANTIATE_TEST_SUITE_P(Kinds, EveryKind, ::testing::ValuesIn(kKinds),
                          [](const auto& row) { return std::string(row.param.name); });
 
-TEST(JPEGFile, KeepsColorProfileAndResolution) {
+TEST(JPEGFile, QualityIsHeardAndAMissingEndMarkerIsNoError) {
   const TemporaryFolder folder;
   const std::string path = folder.file("a.jpg");
-  for (const int components : {1, 3}) {
-    for (const int quality : {80, 95}) {
-      const Bitmap bitmap = gradient(61, 45, components);
-      ImageWriteOptions options{.format = ImageFormat::jpeg, .jpegQuality = quality};
-      options.metadata.dpiX = options.metadata.dpiY = 350.5;
-      ASSERT_EQ(writeImageFile(path, bitmap, options), std::nullopt);
-      const ImageReadResult result = readImageFile(path);
-      ASSERT_TRUE(result.ok()) << result.error;
-      EXPECT_EQ(differences(bitmap, result.bitmap, 6), 0) << components << " at " << quality;
-      EXPECT_EQ(result.bitmap.space()->profile(), bitmap.space()->profile());
-      EXPECT_EQ(result.metadata.dpiX, 350.5);
-    }
-  }
-}
-
-TEST(JPEGFile, CutInsideThePictureIsAnErrorButAMissingEndMarkerIsNot) {
-  const TemporaryFolder folder;
-  const std::string path = folder.file("a.jpg");
-  ASSERT_EQ(
-      writeImageFile(path, noise(layoutOf(64, 64, 8, 3, AlphaInfo::none)), {.format = ImageFormat::jpeg}),
-      std::nullopt);
-  const std::vector<uint8_t> whole = readBytes(path);
-  for (int part = 0; part < 20; ++part) {
-    writeBytes(path, {whole.begin(), whole.begin() + static_cast<long>(whole.size() * part / 20)});
-    EXPECT_THAT(readImageFile(path).error, ::testing::StartsWith(path)) << part << "/20";
-  }
-  writeBytes(path, {whole.begin(), whole.end() - 2});
+  const auto written = [&](int quality) {
+    const ImageWriteOptions options{.format = ImageFormat::jpeg, .jpegQuality = quality};
+    EXPECT_EQ(writeImageFile(path, noise(layoutOf(64, 64, 8, 3, AlphaInfo::none)), options), std::nullopt);
+    return readBytes(path);
+  };
+  const std::vector<uint8_t> fine = written(95), coarse = written(60);
+  EXPECT_LT(coarse.size() * 2, fine.size());
+  writeBytes(path, {coarse.begin(), coarse.end() - 2});
   EXPECT_EQ(readImageFile(path).error, "");
 }
 
-struct Refusal {
-  const char* name;
-  ImageFormat format;
-  int bits, components;
-  AlphaInfo alpha;
-};
-
 TEST(ImageFile, WhatAFormatCannotHoldIsRefusedAndNothingIsLeft) {
-  const Refusal refusals[] = {
-      {"premultiplied PNG", ImageFormat::png, 8, 4, AlphaInfo::premultipliedLast},
-      {"JPEG with alpha", ImageFormat::jpeg, 8, 4, AlphaInfo::last},
-      {"16-bit JPEG", ImageFormat::jpeg, 16, 3, AlphaInfo::none},
-      {"float TIFF", ImageFormat::tiff, 32, 3, AlphaInfo::none},
-      {"WebP", ImageFormat::webp, 8, 3, AlphaInfo::none},
+  const Kind refusals[] = {
+      {"premultiplied PNG", ImageFormat::png, "x", 8, 4, AlphaInfo::premultipliedLast, nullptr},
+      {"JPEG with alpha", ImageFormat::jpeg, "x", 8, 4, AlphaInfo::last, nullptr},
+      {"16-bit JPEG", ImageFormat::jpeg, "x", 16, 3, AlphaInfo::none, nullptr},
+      {"float TIFF", ImageFormat::tiff, "x", 32, 3, AlphaInfo::none, nullptr},
+      {"WebP", ImageFormat::webp, "x", 8, 3, AlphaInfo::none, nullptr},
   };
   const TemporaryFolder folder;
-  for (const Refusal& row : refusals) {
-    const auto error = writeImageFile(
-        folder.file("x"), noise(layoutOf(4, 4, row.bits, row.components, row.alpha)), {.format = row.format});
+  for (const Kind& row : refusals) {
+    const Bitmap bitmap = noise(layoutOf(4, 4, row.bits, row.components, row.alpha));
+    const auto error = writeImageFile(folder.file(row.file), bitmap, {.format = row.format});
     EXPECT_THAT(error.value_or(""), ::testing::StartsWith(folder.file("x: "))) << row.name;
   }
   EXPECT_EQ(folder.fileCount(), 0u);
@@ -207,30 +166,23 @@ TEST(ImageFile, OnlyRegularFilesAreOpened) {
 }
 
 // Files of a few bytes whose headers promise enormous pictures.
-std::vector<uint8_t> withPNGSize(std::vector<uint8_t> png, uint32_t width, uint32_t height) {
-  constexpr size_t kHeaderData = 16, kHeaderEnd = 29;
-  for (int i = 0; i < 4; ++i) {
-    png[kHeaderData + static_cast<size_t>(i)] = static_cast<uint8_t>(width >> (24 - 8 * i));
-    png[kHeaderData + 4 + static_cast<size_t>(i)] = static_cast<uint8_t>(height >> (24 - 8 * i));
-  }
-  uint32_t crc = ~0u;  // of the chunk's name and data, as the PNG standard defines it
-  for (size_t i = 12; i < kHeaderEnd; ++i) {
-    crc ^= png[i];
-    for (int bit = 0; bit < 8; ++bit) crc = crc >> 1 ^ (crc & 1 ? 0xedb88320u : 0);
-  }
-  for (int i = 0; i < 4; ++i)
-    png[kHeaderEnd + static_cast<size_t>(i)] = static_cast<uint8_t>(~crc >> (24 - 8 * i));
-  return png;
-}
-
 TEST(ImageFile, EnormousHeadersAreRefusedBeforeMemoryIsTaken) {
   const TemporaryFolder folder;
   const std::string path = folder.file("a");
   const Bitmap small = gradient(4, 4);
   ASSERT_EQ(writeImageFile(path, small, {.format = ImageFormat::png}), std::nullopt);
   const std::vector<uint8_t> png = readBytes(path);
-  writeBytes(folder.file("60000.png"), withPNGSize(png, 60000, 60000));
-  writeBytes(folder.file("wide.png"), withPNGSize(png, (1 << 20) + 1, 1));
+  const auto writePNG = [&](const char* name, size_t width, size_t height) {
+    constexpr long kHeader = 8, kSize = 8, kHeaderEnd = 33;
+    std::vector<uint8_t> data = testing::bigEndian32(width), down = testing::bigEndian32(height), file = png;
+    data.insert(data.end(), down.begin(), down.end());
+    data.insert(data.end(), png.begin() + kHeader + 8 + kSize, png.begin() + kHeaderEnd - 4);
+    const auto header = testing::pngChunk("IHDR", data);
+    std::copy(header.begin(), header.end(), file.begin() + kHeader);
+    writeBytes(folder.file(name), file);
+  };
+  writePNG("60000.png", 60000, 60000);
+  writePNG("wide.png", (1 << 20) + 1, 1);
 
   ASSERT_EQ(writeImageFile(path, small, {.format = ImageFormat::jpeg}), std::nullopt);
   std::vector<uint8_t> jpeg = readBytes(path);
@@ -240,16 +192,11 @@ TEST(ImageFile, EnormousHeadersAreRefusedBeforeMemoryIsTaken) {
   at[5] = at[7] = 0xff, at[6] = at[8] = 0xdc;
   writeBytes(folder.file("65500.jpg"), jpeg);
 
-  ASSERT_EQ(writeImageFile(path, small, {.format = ImageFormat::tiff}), std::nullopt);
-  std::vector<uint8_t> tiff = readBytes(path);
-  for (size_t i = 0; i + 12 < tiff.size(); ++i) {
-    const bool isSize = (tiff[i] == 0 || tiff[i] == 1) && tiff[i + 1] == 1 && tiff[i + 3] == 0 &&
-                        (tiff[i + 2] == 3 || tiff[i + 2] == 4) && tiff[i + 4] == 1 && tiff[i + 8] == 4;
-    if (!isSize) continue;
-    tiff[i + 2] = 4;
-    tiff[i + 8] = 0xa0, tiff[i + 9] = 0x86, tiff[i + 10] = 1;  // 100,000
-  }
-  writeBytes(folder.file("100000.tif"), tiff);
+  TIFF* tiff = TIFFOpen(folder.file("100000.tif").c_str(), "w");
+  testing::setTags(tiff, layoutOf(100000, 100000, 8, 3, AlphaInfo::none), {});
+  uint8_t one = 0;
+  TIFFWriteRawStrip(tiff, 0, &one, 1);
+  TIFFClose(tiff);
 
   const ImageLimits limits{.pixels = 1 << 30, .bytes = int64_t{4} << 30};
   for (const char* name : {"60000.png", "wide.png", "65500.jpg", "100000.tif"}) {

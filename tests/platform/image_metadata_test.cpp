@@ -1,7 +1,6 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <tiffio.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,12 +8,14 @@
 #include "platform/image_codecs/exif.h"
 #include "platform/image_codecs/tiff_metadata.h"
 #include "platform/image_file.h"
+#include "tests/platform/other_files.h"
 #include "tests/platform/test_images.h"
 
 namespace vello {
 namespace {
 
 using testing::gradient;
+using testing::layoutOf;
 using testing::readBytes;
 using testing::TemporaryFolder;
 using testing::writeBytes;
@@ -182,43 +183,15 @@ TEST(ImageMetadata, TooLongForJPEGIsLeftOutWithAWarning) {
   EXPECT_THAT(warnings[0], ::testing::HasSubstr("XMP"));
 }
 
-void writeTiny(const std::string& path, const char* mode) {
-  TIFF* tiff = TIFFOpen(path.c_str(), mode);
-  for (const auto& [tag, value] : {std::pair{TIFFTAG_IMAGEWIDTH, 2},
-                                   {TIFFTAG_IMAGELENGTH, 1},
-                                   {TIFFTAG_BITSPERSAMPLE, 8},
-                                   {TIFFTAG_SAMPLESPERPIXEL, 1},
-                                   {TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK}}) {
-    TIFFSetField(tiff, static_cast<uint32_t>(tag), value);
-  }
-  TIFFSetField(tiff, TIFFTAG_XRESOLUTION, 1.0);
-  TIFFSetField(tiff, TIFFTAG_YRESOLUTION, 1.0);
-  uint8_t row[2] = {7, 9};
-  TIFFWriteScanline(tiff, row, 0);
-  TIFFClose(tiff);
-}
-
 // Some programs write what they know of a picture behind its pixels.
 TEST(PNGMetadata, BehindThePixelsIsKnownFromTheStart) {
   const TemporaryFolder folder;
   const std::string path = folder.file("a.png");
   ASSERT_EQ(writeImageFile(path, gradient(20, 10), {.format = ImageFormat::png}), std::nullopt);
   Bytes file = readBytes(path);
-  Bytes chunk = text("eXIf");
-  const Bytes exif = ExifWriter(true).make();
-  chunk.insert(chunk.end(), exif.begin(), exif.end());
-  uint32_t crc = ~0u;  // as the PNG standard defines it
-  for (const uint8_t byte : chunk) {
-    crc ^= byte;
-    for (int bit = 0; bit < 8; ++bit) crc = crc >> 1 ^ (crc & 1 ? 0xedb88320u : 0);
-  }
-  Bytes framed(4);
-  writeInteger(framed.data(), 4, true, exif.size());
-  framed.insert(framed.end(), chunk.begin(), chunk.end());
-  framed.resize(framed.size() + 4);
-  writeInteger(framed.data() + framed.size() - 4, 4, true, ~crc);
+  const Bytes exif = ExifWriter(true).make(), chunk = testing::pngChunk("eXIf", exif);
   constexpr long kEndChunk = 12;
-  file.insert(file.end() - kEndChunk, framed.begin(), framed.end());
+  file.insert(file.end() - kEndChunk, chunk.begin(), chunk.end());
   writeBytes(path, file);
   std::string error;
   const auto info = imageFileInfo(path, &error);
@@ -234,7 +207,8 @@ TEST(TiffMetadata, IsAddedToEveryKindOfFile) {
   const TemporaryFolder folder;
   const std::string path = folder.file("a.tif");
   for (const char* mode : {"wl", "wb", "wl8", "wb8"}) {
-    writeTiny(path, mode);
+    testing::writeTiff(path, Bitmap(layoutOf(2, 1, 8, 1, AlphaInfo::none), nullptr, Data({7, 9})),
+                       {.mode = mode, .photometric = PHOTOMETRIC_MINISBLACK, .resolution = 1});
     ImageMetadata metadata{299.97, 72, ExifWriter(true).make(), iptcBlock(), text("<x/>")};
     const Data profile = ColorSpace::named("generic gray")->profile();
     const int descriptor = open(path.c_str(), O_RDWR);
@@ -286,20 +260,11 @@ TEST(TiffMetadata, CaptionsWrittenAsNumbersLoseTheirPadding) {
 TEST(Orientation, IsAppliedToThePixels) {
   const TemporaryFolder folder;
   const std::string path = folder.file("a.tif");
-  const PixelLayout layout = testing::layoutOf(3, 2, 8, 1, AlphaInfo::none);
-  const Bitmap bitmap(layout, nullptr, Data::fromText("ABCDEF"));
-  ASSERT_EQ(writeImageFile(path, bitmap, {.format = ImageFormat::tiff}), std::nullopt);
-  const Bytes file = readBytes(path), entry{0x12, 1, 3, 0, 1, 0, 0, 0, 1, 0};
+  const Bitmap bitmap(layoutOf(3, 2, 8, 1, AlphaInfo::none), nullptr, Data::fromText("ABCDEF"));
   const char* const shown[] = {"ABCDEF", "CBAFED", "FEDCBA", "DEFABC",
                                "ADBECF", "DAEBFC", "FCEBDA", "CFBEAD"};
   for (uint8_t orientation = 1; orientation <= 8; ++orientation) {
-    Bytes turned = file;
-    for (auto at = turned.begin();; ++at) {
-      at = std::search(at, turned.end(), entry.begin(), entry.end());
-      if (at == turned.end()) break;
-      at[8] = orientation;
-    }
-    writeBytes(path, turned);
+    testing::writeTiff(path, bitmap, {.photometric = PHOTOMETRIC_MINISBLACK, .orientation = orientation});
     const ImageReadResult result = readImageFile(path);
     ASSERT_TRUE(result.ok()) << result.error;
     std::string seen;
@@ -321,8 +286,8 @@ TEST(Orientation, OfExifTurnsAJPEG) {
   options.metadata.exif = ExifWriter(false).make();
   ASSERT_EQ(writeImageFile(path, gradient(40, 24), options), std::nullopt);
   Bytes file = readBytes(path);
-  const Bytes entry{0x12, 1, 3, 0, 1, 0, 0, 0, 1, 0};
-  const auto at = std::search(file.begin(), file.end(), entry.begin(), entry.end());
+  const Bytes upright{0x12, 1, 3, 0, 1, 0, 0, 0, 1, 0};
+  const auto at = std::search(file.begin(), file.end(), upright.begin(), upright.end());
   ASSERT_NE(at, file.end());
   at[8] = 6;
   writeBytes(path, file);

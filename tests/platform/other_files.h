@@ -7,6 +7,7 @@
 // jpeglib.h needs FILE
 #include <jpeglib.h>
 #include <png.h>
+#include <zlib.h>
 
 #include <string>
 #include <vector>
@@ -23,12 +24,14 @@ struct TiffForm {
   uint32_t rowsPerStrip = 16;  // 0: one strip
   uint16_t photometric = PHOTOMETRIC_RGB;
   uint16_t orientation = 1;
+  uint16_t bits = 0;  // 0: as the bitmap has; fewer: its bytes hold several samples
+  float resolution = 0;
 };
 
 inline void setTags(TIFF* tiff, const PixelLayout& layout, const TiffForm& form) {
   TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, static_cast<uint32_t>(layout.width));
   TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, static_cast<uint32_t>(layout.height));
-  TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, layout.bitsPerComponent);
+  TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, form.bits ? form.bits : layout.bitsPerComponent);
   TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, layout.componentsPerPixel);
   TIFFSetField(tiff, TIFFTAG_SAMPLEFORMAT, layout.isFloat ? SAMPLEFORMAT_IEEEFP : SAMPLEFORMAT_UINT);
   TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, form.photometric);
@@ -45,7 +48,15 @@ inline void setTags(TIFF* tiff, const PixelLayout& layout, const TiffForm& form)
   if (form.photometric == PHOTOMETRIC_PALETTE) {
     std::vector<uint16_t> colors(256);
     for (unsigned i = 0; i < 256; ++i) colors[i] = static_cast<uint16_t>(i * 257);
-    TIFFSetField(tiff, TIFFTAG_COLORMAP, colors.data(), colors.data(), colors.data());
+    const std::vector<uint16_t> falling(colors.rbegin(), colors.rend()), one(256, 257);
+    TIFFSetField(tiff, TIFFTAG_COLORMAP, colors.data(), falling.data(), one.data());
+  }
+  const uint16_t unspecified[2] = {EXTRASAMPLE_UNSPECIFIED, EXTRASAMPLE_UNSPECIFIED};
+  if (layout.componentsPerPixel == 5) TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, 2, unspecified);
+  if (form.photometric == PHOTOMETRIC_YCBCR) TIFFSetField(tiff, TIFFTAG_YCBCRSUBSAMPLING, 1, 1);
+  if (form.resolution > 0) {
+    TIFFSetField(tiff, TIFFTAG_XRESOLUTION, form.resolution);
+    TIFFSetField(tiff, TIFFTAG_YRESOLUTION, form.resolution);
   }
 }
 
@@ -90,15 +101,24 @@ inline void writeTiff(const std::string& path, const Bitmap& bitmap, const TiffF
   TIFFClose(tiff);
 }
 
-// Of an 8-bit RGB bitmap.
-inline void writeInterlacedPNG(const std::string& path, const Bitmap& bitmap) {
+struct PNGForm {
+  int type = PNG_COLOR_TYPE_RGB, depth = 8, interlace = PNG_INTERLACE_ADAM7;
+};
+
+// The bitmap's rows hold the pixels as the form packs them.
+inline void writePNG(const std::string& path, const Bitmap& bitmap, const PNGForm& form) {
   std::FILE* file = std::fopen(path.c_str(), "wb");
   png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
   png_infop info = png_create_info_struct(png);
   png_init_io(png, file);
   png_set_IHDR(png, info, static_cast<png_uint_32>(bitmap.width()), static_cast<png_uint_32>(bitmap.height()),
-               8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_ADAM7, PNG_COMPRESSION_TYPE_DEFAULT,
-               PNG_FILTER_TYPE_DEFAULT);
+               form.depth, form.type, form.interlace, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+  const png_color colors[4] = {{0, 1, 2}, {10, 11, 12}, {20, 21, 22}, {30, 31, 32}};
+  const png_byte alphas[4] = {10, 20, 30, 40};
+  if (form.type == PNG_COLOR_TYPE_PALETTE) {
+    png_set_PLTE(png, info, colors, 4);
+    png_set_tRNS(png, info, alphas, 4, nullptr);
+  }
   std::vector<uint8_t*> rows;
   for (int64_t y = 0; y < bitmap.height(); ++y) rows.push_back(const_cast<uint8_t*>(bitmap.row(y)));
   png_set_rows(png, info, rows.data());
@@ -107,8 +127,25 @@ inline void writeInterlacedPNG(const std::string& path, const Bitmap& bitmap) {
   std::fclose(file);
 }
 
-// Of an 8-bit RGB bitmap.
-inline void writeProgressiveJPEG(const std::string& path, const Bitmap& bitmap) {
+inline std::vector<uint8_t> bigEndian32(size_t value) {
+  std::vector<uint8_t> bytes;
+  for (int shift = 24; shift >= 0; shift -= 8) bytes.push_back(static_cast<uint8_t>(value >> shift));
+  return bytes;
+}
+
+// With its length before and its checksum behind it.
+inline std::vector<uint8_t> pngChunk(const std::string& name, const std::vector<uint8_t>& data) {
+  std::vector<uint8_t> chunk = bigEndian32(data.size());
+  chunk.insert(chunk.end(), name.begin(), name.end());
+  chunk.insert(chunk.end(), data.begin(), data.end());
+  const auto sum = bigEndian32(crc32(0, chunk.data() + 4, static_cast<uInt>(chunk.size() - 4)));
+  chunk.insert(chunk.end(), sum.begin(), sum.end());
+  return chunk;
+}
+
+// Of an 8-bit RGB or CMYK bitmap; a CMYK file holds Adobe's marker and inverted ink, as its bytes are.
+inline void writeJPEG(const std::string& path, const Bitmap& bitmap, bool progressive,
+                      const std::vector<uint8_t>& profile = {}) {
   jpeg_compress_struct info{};
   jpeg_error_mgr errors;
   info.err = jpeg_std_error(&errors);
@@ -117,11 +154,12 @@ inline void writeProgressiveJPEG(const std::string& path, const Bitmap& bitmap) 
   jpeg_stdio_dest(&info, file);
   info.image_width = static_cast<JDIMENSION>(bitmap.width());
   info.image_height = static_cast<JDIMENSION>(bitmap.height());
-  info.input_components = 3;
-  info.in_color_space = JCS_RGB;
+  info.input_components = bitmap.layout().componentsPerPixel;
+  info.in_color_space = info.input_components == 4 ? JCS_CMYK : JCS_RGB;
   jpeg_set_defaults(&info);
-  jpeg_simple_progression(&info);
+  if (progressive) jpeg_simple_progression(&info);
   jpeg_start_compress(&info, TRUE);
+  if (!profile.empty()) jpeg_write_icc_profile(&info, profile.data(), static_cast<unsigned>(profile.size()));
   for (int64_t y = 0; y < bitmap.height(); ++y) {
     JSAMPROW row = const_cast<uint8_t*>(bitmap.row(y));
     jpeg_write_scanlines(&info, &row, 1);
