@@ -1,25 +1,19 @@
 // The binary and the old-style text form of a property list.
-#include <gmock/gmock.h>
-
 #include <bit>
 #include <cmath>
 
-#include "platform/property_list.h"
+#include "tests/platform/property_lists.h"
 
 using namespace vello;
-using testing::HasSubstr;
+using ::testing::HasSubstr;
+using vello::testing::dictionary;
+using vello::testing::expectRead;
+using vello::testing::expectRefused;
+using vello::testing::read;
 
 namespace {
 
 using Bytes = std::string;
-
-PropertyListResult read(std::string_view text) {
-  return readPropertyList({reinterpret_cast<const uint8_t*>(text.data()), text.size()});
-}
-
-PropertyListDictionary dictionary(std::vector<PropertyListMember> members) {
-  return PropertyListDictionary::fromMembers(std::move(members));
-}
 
 Bytes bigEndian(uint64_t value, size_t size) {
   Bytes bytes;
@@ -41,52 +35,36 @@ Bytes binary(const std::vector<Bytes>& objects, size_t referenceSize = 1) {
 
 Bytes operator""_b(const char* text, size_t size) { return Bytes(text, size); }
 
+// An object of up to 14 letters.
+Bytes ascii(const Bytes& text) { return static_cast<char>(0x50 + text.size()) + text; }
+
 TEST(PropertyListBinary, ReadsEveryKind) {
-  const struct {
-    std::vector<Bytes> objects;
-    PropertyList value;
-  } kRows[] = {
-      {{"\x08"}, false},
-      {{"\x09"}, true},
-      {{"\x10\xFF"}, 255},
-      {{"\x11\x80\x00"_b}, 32768},
-      {{"\x12\xFF\xFF\xFF\xFF"}, int64_t{0xFFFFFFFF}},
-      {{"\x13\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFB"}, -5},
-      {{"\x14" + bigEndian(0, 8) + bigEndian(7, 8)}, 7},
-      {{"\x14" + bigEndian(UINT64_MAX, 8) + bigEndian(UINT64_MAX, 8)}, -1},
-      {{"\x22" + bigEndian(std::bit_cast<uint32_t>(0.1f), 4)}, static_cast<double>(0.1f)},
-      {{"\x23" + bigEndian(std::bit_cast<uint64_t>(-0.0), 8)}, -0.0},
-      {{"\x33" + bigEndian(std::bit_cast<uint64_t>(12.5), 8)}, PropertyListDate{12.5}},
-      {{"\x42\x00\xFF"_b}, Data({0, 255})},
-      {{"\x50"}, ""},
-      {{"\x53"
-        "abc"},
-       "abc"},
-      {{"\x5F\x10\x10"
-        "0123456789abcdef"},
-       "0123456789abcdef"},
-      {{"\x63\x00\xE9\xD8\x3C\xDF\xA8"_b}, "\xC3\xA9\xF0\x9F\x8E\xA8"},
-      {{"\xA3\x01\x02\x01"_b, "\x09", "\xA0"}, PropertyListArray{true, PropertyListArray{}, true}},
-      {{"\xD2\x01\x02\x03\x03"_b,
-        "\x51"
-        "b",
-        "\x51"
-        "a",
-        "\x10\x05"},
+  expectRead({
+      {binary({"\x08"}), false},
+      {binary({"\x09"}), true},
+      {binary({"\x10\xFF"}), 255},
+      {binary({"\x11\x80\x00"_b}), 32768},
+      {binary({"\x12\xFF\xFF\xFF\xFF"}), int64_t{0xFFFFFFFF}},
+      {binary({"\x13\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFB"}), -5},
+      {binary({"\x14" + bigEndian(0, 8) + bigEndian(7, 8)}), 7},
+      {binary({"\x14" + bigEndian(UINT64_MAX, 8) + bigEndian(UINT64_MAX, 8)}), -1},
+      {binary({"\x22" + bigEndian(std::bit_cast<uint32_t>(0.1f), 4)}), static_cast<double>(0.1f)},
+      {binary({"\x23" + bigEndian(std::bit_cast<uint64_t>(-0.0), 8)}), -0.0},
+      {binary({"\x33" + bigEndian(std::bit_cast<uint64_t>(12.5), 8)}), PropertyListDate{12.5}},
+      {binary({"\x42\x00\xFF"_b}), Data({0, 255})},
+      {binary({ascii("")}), ""},
+      {binary({ascii("abc")}), "abc"},
+      {binary({"\x5F\x10\x10" + Bytes(16, 'x')}), Bytes(16, 'x')},
+      {binary({"\x63\x00\xE9\xD8\x3C\xDF\xA8"_b}), "\xC3\xA9\xF0\x9F\x8E\xA8"},
+      {binary({"\xA3\x01\x02\x01"_b, "\x09", "\xA0"}), PropertyListArray{true, PropertyListArray{}, true}},
+      {binary({"\xD2\x01\x02\x03\x03"_b, ascii("b"), ascii("a"), "\x10\x05"}),
        dictionary({{"b", 5}, {"a", 5}})},
-  };
-  for (const auto& row : kRows) {
-    const PropertyListResult result = read(binary(row.objects));
-    EXPECT_TRUE(result.ok() && result.value == row.value) << row.objects[0] << result.error;
-  }
-  EXPECT_EQ(read(binary({"\xA1\x00\x01"_b, "\x08"}, 2)).value, PropertyList(PropertyListArray{false}));
+      {binary({"\xA1\x00\x01"_b, "\x08"}, 2), PropertyListArray{false}},
+  });
 }
 
 TEST(PropertyListBinary, RefusesWhatIsBroken) {
-  const struct {
-    Bytes bytes;
-    const char* error;
-  } kRows[] = {
+  expectRefused({
       {"bplist", "unknown version"},
       {"bplist15" + Bytes(40, '\0'), "unknown version"},
       {"bplist00", "trailer"},
@@ -113,8 +91,7 @@ TEST(PropertyListBinary, RefusesWhatIsBroken) {
       {binary({"\xA1\x00"_b}), "containers within one another"},
       {binary({"\xD1\x01\x00"_b, "\x51k"}), "containers within one another"},
       {binary({"\xD1\x01\x01", "\x09"}), "no string"},
-  };
-  for (const auto& row : kRows) EXPECT_THAT(read(row.bytes).error, HasSubstr(row.error)) << row.bytes;
+  });
 }
 
 TEST(PropertyListBinary, EveryTruncationIsRefusedOrReadSafely) {
@@ -144,10 +121,7 @@ TEST(PropertyListBinary, SharedContainersExpandWithinBounds) {
 }
 
 TEST(PropertyListOldStyle, ReadsWhatIsOfTheForm) {
-  const struct {
-    const char* text;
-    PropertyList value;
-  } kRows[] = {
+  expectRead({
       {"()", PropertyListArray{}},
       {" ( a, \"b c\", 'd', ( ), ) ", PropertyListArray{"a", "b c", "d", PropertyListArray{}}},
       {"{ k = v; \"x y\" = (1, 2.5); z = {} }",
@@ -161,47 +135,35 @@ TEST(PropertyListOldStyle, ReadsWhatIsOfTheForm) {
       {"/* c */ ( // d\n a /* , b */ , c )", PropertyListArray{"a", "c"}},
       {"\xEF\xBB\xBF{k=a;k=b;}", dictionary({{"k", "a"}})},
       {"/* table */\n\"a\" = \"b\";\nc = d;\n", dictionary({{"a", "b"}, {"c", "d"}})},
-  };
-  for (const auto& row : kRows) {
-    const PropertyListResult result = read(row.text);
-    EXPECT_TRUE(result.ok() && result.value == row.value) << row.text << ": " << result.error;
-  }
+  });
 }
 
 TEST(PropertyListOldStyle, RefusesTheRestAndSaysWhere) {
-  const struct {
-    std::string text;
-    const char* error;
-  } kRows[] = {{"", "empty"},
-               {" \n/* only */", "empty"},
-               {"(a\nb)", "line 2: a comma"},
-               {"(a", "a comma or a closing parenthesis"},
-               {"(,)", "out of place"},
-               {"{ a }", "equals sign"},
-               {"{ a = 1 b = 2; }", "semicolon"},
-               {"{ a = 1;", "closing brace"},
-               {"{ (a) = 1; }", "out of place"},
-               {"a = b; }", "text behind the value"},
-               {"a = b", "semicolon"},
-               {"\"abc", "without its end"},
-               {"\"abc\\", "without its end"},
-               {"\"\\Ud83c\"", "escape"},
-               {"\"\\U12g4\"", "escape"},
-               {"<1>", "odd number"},
-               {"<1", "hexadecimal"},
-               {"<dict></dict>", "hexadecimal"},
-               {"(a) b", "line 1: text behind"},
-               {"/* open", "without its end"},
-               {"(a\n\xFF)", "line 2: text that is not UTF-8"},
-               {std::string("a\0", 2), "text behind"},
-               {std::string(65, '('), "more than 64 containers"},
-               {std::string(1000000, '{'), "out of place"},
-               {std::string(1000000, '('), "more than 64 containers"}};
-  for (const auto& row : kRows) {
-    const PropertyListResult result = read(row.text);
-    EXPECT_THAT(result.error, HasSubstr(row.error)) << row.text.substr(0, 80);
-    EXPECT_TRUE(result.value.isNil());
-  }
+  expectRefused({{"", "empty"},
+                 {" \n/* only */", "empty"},
+                 {"(a\nb)", "line 2: a comma"},
+                 {"(a", "a comma or a closing parenthesis"},
+                 {"(,)", "out of place"},
+                 {"{ a }", "equals sign"},
+                 {"{ a = 1 b = 2; }", "semicolon"},
+                 {"{ a = 1;", "closing brace"},
+                 {"{ (a) = 1; }", "out of place"},
+                 {"a = b; }", "text behind the value"},
+                 {"a = b", "semicolon"},
+                 {"\"abc", "without its end"},
+                 {"\"abc\\", "without its end"},
+                 {"\"\\Ud83c\"", "escape"},
+                 {"\"\\U12g4\"", "escape"},
+                 {"<1>", "odd number"},
+                 {"<1", "hexadecimal"},
+                 {"<dict></dict>", "hexadecimal"},
+                 {"(a) b", "line 1: text behind"},
+                 {"/* open", "without its end"},
+                 {"(a\n\xFF)", "line 2: text that is not UTF-8"},
+                 {std::string("a\0", 2), "text behind"},
+                 {std::string(65, '('), "more than 64 containers"},
+                 {std::string(1000000, '{'), "out of place"},
+                 {std::string(1000000, '('), "more than 64 containers"}});
 }
 
 }  // namespace

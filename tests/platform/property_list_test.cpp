@@ -1,18 +1,16 @@
-#include "platform/property_list.h"
-
-#include <gmock/gmock.h>
-
 #include <cmath>
 #include <limits>
 
+#include "tests/platform/property_lists.h"
+
 using namespace vello;
-using testing::HasSubstr;
+using ::testing::HasSubstr;
+using vello::testing::dictionary;
+using vello::testing::expectRead;
+using vello::testing::expectRefused;
+using vello::testing::read;
 
 namespace {
-
-PropertyListResult read(std::string_view text) {
-  return readPropertyList({reinterpret_cast<const uint8_t*>(text.data()), text.size()});
-}
 
 std::string document(const std::string& body) { return "<plist version=\"1.0\">" + body + "</plist>"; }
 
@@ -26,10 +24,6 @@ PropertyList nested(int depth) {
   PropertyList value = PropertyListArray{};
   for (int i = 1; i < depth; ++i) value = PropertyListArray{value};
   return value;
-}
-
-PropertyListDictionary dictionary(std::vector<PropertyListMember> members) {
-  return PropertyListDictionary::fromMembers(std::move(members));
 }
 
 TEST(PropertyList, DictionaryKeepsTheOrderOfItsKeys) {
@@ -120,10 +114,7 @@ TEST(PropertyListXml, RefusesToWriteWhatNoReaderCouldTake) {
 }
 
 TEST(PropertyListXml, ReadsWhatOtherProgramsWrite) {
-  const struct {
-    std::string text;
-    PropertyList value;
-  } kRows[] = {
+  expectRead({
       {document("<integer> +5 </integer>"), 5},
       {document("<integer>-0x1F</integer>"), -31},
       {document("<integer>9223372036854775807</integer>"), INT64_MAX},
@@ -139,19 +130,12 @@ TEST(PropertyListXml, ReadsWhatOtherProgramsWrite) {
       {"\xEF\xBB\xBF \n" + document("<array/>"), PropertyListArray{}},
       {"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>" + document("<string>\xE9</string>"), "\xC3\xA9"},
       {std::string("\xFF\xFE<\0p\0l\0i\0s\0t\0>\0<\0t\0r\0u\0e\0/\0>\0<\0/\0p\0l\0i\0s\0t\0>\0", 46), true},
-  };
-  for (const auto& row : kRows) {
-    const PropertyListResult result = read(row.text);
-    EXPECT_TRUE(result.ok() && result.value == row.value) << row.text << ": " << result.error;
-  }
+  });
 }
 
 TEST(PropertyListXml, RefusesWhatIsNoPropertyListAndSaysWhere) {
   const std::string kDeclared = "<!DOCTYPE plist [<!ENTITY a \"x\"><!ENTITY b \"&a;&a;&a;\">]>";
-  const struct {
-    std::string text;
-    const char* error;
-  } kRows[] = {
+  expectRefused({
       {"<plist>", "line 1: no element found"},
       {"<plist/>", "empty"},
       {document("\n<array>\n<array>"), "line 3: mismatched tag"},
@@ -186,12 +170,7 @@ TEST(PropertyListXml, RefusesWhatIsNoPropertyListAndSaysWhere) {
       {kDeclared + document("<string>&b;</string>"), "declares something"},
       {document(repeat("<array>", 65) + repeat("</array>", 65)), "more than 64 containers"},
       {"<plist>" + repeat("<array>", 1000000), "more than 64 containers"},
-  };
-  for (const auto& row : kRows) {
-    const PropertyListResult result = read(row.text);
-    EXPECT_THAT(result.error, HasSubstr(row.error)) << row.text.substr(0, 200);
-    EXPECT_TRUE(result.value.isNil());
-  }
+  });
 }
 
 TEST(PropertyListXml, LimitsAreKept) {
