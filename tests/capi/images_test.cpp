@@ -98,13 +98,12 @@ TEST(ImageCreate, LayoutsSayWhereComponentsLie) {
 
 TEST(ImageCreate, DecodeStretchesColours) {
   const std::vector<uint8_t> ink = {0, 255, 51, 255};
-  const Owned<CFDataRef> data = VelloDataCreate(ink.data(), ink.size());
-  const Owned<CGDataProviderRef> provider = KP_CGDataProviderCreateWithCFData(data);
+  const auto provider = providerOf(ink);
   const CGFloat inverted[] = {1, 0, 1, 0, 1, 0}, half[] = {0, 0.5, 0.2, 0.2, -1, 3};
   const auto decoded = [&](const CGFloat* decode) {
-    return render(
-        Owned<CGImageRef>(KP_CGImageCreate(1, 1, 8, 32, 4, nullptr, kVelloAlphaLast, provider, decode, 0, 0)),
-        "()");
+    const Owned<CGImageRef> image =
+        KP_CGImageCreate(1, 1, 8, 32, 4, nullptr, kVelloAlphaLast, provider, decode, 0, 0);
+    return render(image, "()");
   };
   EXPECT_EQ(decoded(inverted), (std::vector<uint8_t>{255, 0, 204, 255}));
   EXPECT_EQ(decoded(half), (std::vector<uint8_t>{0, 51, 0, 255}));

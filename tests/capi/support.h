@@ -100,28 +100,40 @@ inline std::vector<uint8_t> pixelsOf(size_t width, size_t height, bool alpha = f
   return pixels;
 }
 
+inline Owned<CGDataProviderRef> providerOf(const std::vector<uint8_t>& bytes) {
+  return KP_CGDataProviderCreateWithCFData(Owned<CFDataRef>(VelloDataCreate(bytes.data(), bytes.size())));
+}
+
 inline Owned<CGImageRef> imageOf(size_t width, size_t height, const std::vector<uint8_t>& pixels,
                                  uint32_t bitmapInfo = kVelloAlphaPremultipliedLast,
                                  CGColorSpaceRef space = nullptr) {
-  const Owned<CFDataRef> data = VelloDataCreate(pixels.data(), pixels.size());
-  const Owned<CGDataProviderRef> provider = KP_CGDataProviderCreateWithCFData(data);
   const size_t bits = pixels.size() * 8 / (width * height);
-  return KP_CGImageCreate(width, height, 8, bits, width * bits / 8, space, bitmapInfo, provider, nullptr, 0,
-                          0);
+  return KP_CGImageCreate(width, height, 8, bits, width * bits / 8, space, bitmapInfo, providerOf(pixels),
+                          nullptr, 0, 0);
 }
 
 inline Owned<CGImageRef> testImage(size_t width, size_t height, bool alpha = false) {
   return imageOf(width, height, pixelsOf(width, height, alpha));
 }
 
-// Empty when there was no result.
+// What the values were that the function left; `pixels` are empty when there was no result.
+struct Filtered {
+  size_t width = 1, height = 1;
+  std::vector<uint8_t> pixels;
+};
+
+inline Filtered filtered(CGImageRef image, CFStringRef chain) {
+  Filtered result;
+  CFDataRef data = reinterpret_cast<CFDataRef>(1);
+  EXPECT_EQ(CreateFilteredImageWithChain(image, chain, &data, &result.width, &result.height), 0);
+  const auto* bytes = static_cast<const uint8_t*>(VelloDataGetBytes(data));
+  result.pixels.assign(bytes, bytes + VelloDataGetLength(data));
+  VelloRelease(data);
+  return result;
+}
+
 inline std::vector<uint8_t> render(CGImageRef image, const std::string& chain) {
-  CFDataRef pixels = nullptr;
-  CreateFilteredImageWithChain(image, text(chain), &pixels, nullptr, nullptr);
-  const auto* bytes = static_cast<const uint8_t*>(VelloDataGetBytes(pixels));
-  std::vector<uint8_t> copy(bytes, bytes + VelloDataGetLength(pixels));
-  VelloRelease(pixels);
-  return copy;
+  return filtered(image, text(chain)).pixels;
 }
 
 // A chain of the given boxes over a transparent background; each is a name and its keys as XML.

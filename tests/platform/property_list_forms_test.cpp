@@ -63,6 +63,13 @@ TEST(PropertyListBinary, ReadsEveryKind) {
   });
 }
 
+// One empty array, said to be among `count` objects of which `root` is the outermost.
+Bytes withTrailer(uint64_t count, uint64_t root) {
+  const Bytes file = binary({"\xA0"});
+  return file.substr(0, file.size() - 24) + bigEndian(count, 8) + bigEndian(root, 8) +
+         file.substr(file.size() - 8);
+}
+
 TEST(PropertyListBinary, RefusesWhatIsBroken) {
   expectRefused({
       {"bplist", "unknown version"},
@@ -70,6 +77,13 @@ TEST(PropertyListBinary, RefusesWhatIsBroken) {
       {"bplist00", "trailer"},
       {"bplist00" + Bytes(32, '\0'), "trailer"},
       {"bplist00" + Bytes(32, '\xFF'), "trailer"},
+      {withTrailer(0, 0), "does not exist"},
+      {withTrailer(2, 0), "trailer"},
+      {withTrailer(uint64_t{1} << 62, 0), "trailer"},
+      {withTrailer(UINT64_MAX, 0), "trailer"},
+      {withTrailer(1, 1), "does not exist"},
+      {withTrailer(1, uint64_t{1} << 40), "does not exist"},
+      {withTrailer(1, UINT64_MAX), "does not exist"},
       {binary({}), "does not exist"},
       {binary({"\x00"_b}), "null value"},
       {binary({"\x13\x01"}), "truncated integer"},
@@ -84,6 +98,8 @@ TEST(PropertyListBinary, RefusesWhatIsBroken) {
       {binary({"\x6F\x13\x80\x00\x00\x00\x00\x00\x00\x01"_b}), "beyond the objects"},
       {binary({"\xAF\x13\x40\x00\x00\x00\x00\x00\x00\x01"_b}), "beyond the objects"},
       {binary({"\xDF\x13\x80\x00\x00\x00\x00\x00\x00\x00"_b}), "beyond the objects"},
+      {binary({"\x4F\x12\x7F\xFF\xFF\xFF"}), "beyond the objects"},
+      {binary({"\xA1\x01", "\xA1\x00"_b}), "containers within one another"},
       {binary({"\x5F\x55"}), "bad count"},
       {binary({"\x80\x01"}), "kind 8"},
       {binary({"\xC1\x00"_b}), "kind 12"},
