@@ -200,6 +200,9 @@ TEST(Chain, AnUnknownFilterGivesNoPixelsAndOneLineWithItsName) {
   EXPECT_EQ(result.height, 4u);
   EXPECT_EQ(log.count(), 1u) << log.all();
   EXPECT_EQ(log.with("CINoSuchFilter"), 1) << log.all();
+  log.clear();
+  EXPECT_TRUE(render(image, chainOf(box(std::string(5000, 'x')))).empty());
+  EXPECT_LT(log.all().size(), 1000u) << "a long name is cut";
 }
 
 TEST(Chain, AHostsFloatingPointModeChangesNothing) {

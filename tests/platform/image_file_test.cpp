@@ -154,7 +154,7 @@ TEST(ImageFile, OnlyRegularFilesAreOpened) {
                                                       {"/dev/zero", "not a regular file"},
                                                       {folder.file(""), "folder"},
                                                       {folder.file("missing"), "No such file"},
-                                                      {folder.file("empty"), "empty"},
+                                                      {folder.file("empty"), "is empty"},
                                                       {folder.file("text"), "not a TIFF, PNG"}};
   for (const auto& row : rows) {
     EXPECT_THAT(readImageFile(row.first).error, HasSubstr(row.second));
