@@ -2,15 +2,19 @@
 // preferences of the tests' own.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "platform/file_bytes.h"
 #include "platform/image_file.h"
-#include "platform/log.h"
 #include "source/core/session/KPImageFilter.h"
+#include "source/parameters/KPCoreImageParameterController.h"
+#include "tests/source/log_capture.h"
 
 namespace vello::test {
 
@@ -33,35 +37,24 @@ class OwnPreferences {
 };
 inline const OwnPreferences kOwnPreferences;
 
-// Log lines of its lifetime.
-class LogCapture {
- public:
-  LogCapture() : former_(setLogSink([this](const std::string& line) { lines.push_back(line); })) {}
-  ~LogCapture() { setLogSink(former_); }
-  bool has(std::string_view part) const {
-    for (const std::string& line : lines)
-      if (line.find(part) != std::string::npos) return true;
-    return false;
-  }
-  std::vector<std::string> lines;
-
- private:
-  LogSink former_;
-};
+inline PixelLayout layoutOf(int64_t width, int64_t height, int components, AlphaInfo alpha) {
+  PixelLayout layout;
+  layout.width = width;
+  layout.height = height;
+  layout.componentsPerPixel = components;
+  layout.bytesPerRow = width * components;
+  layout.alpha = alpha;
+  return layout;
+}
 
 // Opaque, a different colour at every pixel.
 inline Bitmap picture(int width, int height, AlphaInfo alpha = AlphaInfo::noneSkipLast,
                       ColorSpacePtr space = ColorSpace::sRGB()) {
-  PixelLayout layout;
-  layout.width = width;
-  layout.height = height;
-  layout.bytesPerRow = width * 4;
-  layout.alpha = alpha;
   std::vector<uint8_t> bytes;
   for (int y = 0; y < height; ++y)
     for (int x = 0; x < width; ++x)
       for (const int value : {x * 7 + 3, y * 5 + 1, x + y, 255}) bytes.push_back(static_cast<uint8_t>(value));
-  return Bitmap(layout, std::move(space), Data(std::move(bytes)));
+  return Bitmap(layoutOf(width, height, 4, alpha), std::move(space), Data(std::move(bytes)));
 }
 
 // The error, empty on success.
@@ -69,6 +62,19 @@ inline std::string writePNG(const std::string& path, const Bitmap& bitmap) {
   ImageWriteOptions options;
   options.format = ImageFormat::png;
   return writeImageFile(path, bitmap, options).value_or("");
+}
+
+// A file of a few bytes whose header promises a grey picture of that size.
+inline void writeTiffHeader(const std::string& path, uint32_t width, uint32_t height) {
+  const uint32_t tags[][2] = {{256, width}, {257, height}, {258, 8}, {259, 1}, {262, 1},
+                              {273, 8},     {277, 1},      {278, 1}, {279, 1}};
+  std::vector<uint8_t> bytes{'I', 'I', 42, 0, 8, 0, 0, 0, static_cast<uint8_t>(std::size(tags)), 0};
+  const auto put = [&bytes](uint32_t value) {
+    for (int shift = 0; shift < 32; shift += 8) bytes.push_back(static_cast<uint8_t>(value >> shift));
+  };
+  for (const auto& tag : tags) put(tag[0] | 4u << 16), put(1), put(tag[1]);
+  put(0);
+  ASSERT_EQ(writeFileAtomically(path, bytes), std::nullopt);
 }
 
 inline std::unique_ptr<KPImageFilter> session(int width, int height) {
@@ -80,6 +86,14 @@ inline std::string names(const KPFilterStack& stack) {
   for (const auto& box : stack.filterArray())
     all += (all.empty() ? "" : " ") + box->coreFilter()->name().substr(2);
   return all;
+}
+
+// The control of an input.
+template <class C>
+C& control(const KPFilterBoxController& box, std::string_view key) {
+  for (const auto& controller : box.parameterControllers())
+    if (controller->key() == key) return dynamic_cast<C&>(*controller);
+  throw std::out_of_range(std::string(key));
 }
 
 // An XML property list around `content`.

@@ -1,4 +1,5 @@
 // What a chain's values become does not depend on a screen, and what a user set comes back from a chain.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "source/core/session/KPImageFilterWindowController.h"
@@ -32,41 +33,31 @@ struct ValuesSession : KPImageFilterWindowController {
       : KPImageFilterWindowController(imageOfSize(size), 0, ColorSpace::sRGB(), false) {}
   template <class C>
   C& control(std::string_view key) {
-    for (const auto& controller : filters().back()->parameterControllers())
-      if (controller->key() == key) return dynamic_cast<C&>(*controller);
-    throw std::out_of_range(std::string(key));
+    return test::control<C>(*filters().back(), key);
   }
 };
 
-void expectSame(const Value& value, const Value& expected, const std::string& name) {
-  if (expected.isNumber()) {  // a single comes back as a double
-    EXPECT_EQ(value.number(), expected.number()) << name;
-    return;
-  }
-  if (!expected.vector()) {
-    EXPECT_EQ(value, expected) << name;
-    return;
-  }
-  ASSERT_TRUE(value.vector()) << name;
-  ASSERT_EQ(value.vector()->count(), expected.vector()->count()) << name;
-  for (int i = 0; i < expected.vector()->count(); ++i)
-    EXPECT_FLOAT_EQ(static_cast<float>(value.vector()->valueAtIndex(i)),
-                    static_cast<float>(expected.vector()->valueAtIndex(i)))
-        << name;
+std::vector<float> singles(const CIVector& vector) {
+  return {vector.values().begin(), vector.values().end()};
 }
 
-// `exactly`: vectors too; else those to single precision.
+// `exactly`: vectors too; else those to single precision, and a single may come back as a double.
 void expectSameValues(const ValuesSession& session, const ValuesSession& expected, bool exactly) {
   ASSERT_EQ(session.filters().size(), expected.filters().size());
   for (size_t i = 0; i < session.filters().size(); ++i) {
     const CIFilter& filter = *session.filters()[i]->coreFilter();
     const CIFilter& model = *expected.filters()[i]->coreFilter();
     for (const std::string& key : model.inputKeys()) {
-      const std::string name = model.name() + " " + key;
-      if (exactly)
-        EXPECT_EQ(filter.valueForKey(key), model.valueForKey(key)) << name;
-      else
-        expectSame(filter.valueForKey(key), model.valueForKey(key), name);
+      SCOPED_TRACE(model.name() + " " + key);
+      const Value &value = filter.valueForKey(key), &wanted = model.valueForKey(key);
+      if (exactly || !(wanted.isNumber() || wanted.vector())) {
+        EXPECT_EQ(value, wanted);
+      } else if (wanted.isNumber()) {
+        EXPECT_EQ(value.number(), wanted.number());
+      } else {
+        EXPECT_THAT(singles(*value.vector()),
+                    testing::Pointwise(testing::FloatEq(), singles(*wanted.vector())));
+      }
     }
   }
 }

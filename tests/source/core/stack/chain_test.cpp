@@ -2,10 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 
 #include "platform/exception.h"
-#include "platform/image_file.h"
 #include "source/core/stack/chain_text.h"
 #include "source/parameters/chain_limits.h"
 #include "tests/source/core/session_support.h"
@@ -17,8 +15,8 @@ const Value& valueOf(KPImageFilterWindowController& controller, size_t box, cons
   return controller.filters()[box]->coreFilter()->valueForKey(key);
 }
 
-std::string position(const char* x, const char* y) {
-  return entry("inputCenter", "<dict>" + entry("X", x) + entry("Y", y) + "</dict>");
+std::string point(const char* x, const char* y) {
+  return "<dict>" + entry("X", x) + entry("Y", y) + "</dict>";
 }
 
 std::string repeated(const std::string& text, int count) {
@@ -126,36 +124,32 @@ TEST(Chain, AnUnknownFilterRaisesAndWhatStoodBeforeItStays) {
 TEST(Chain, BadValuesBecomeWhatTheTableSays) {
   const struct {
     const char *name, *filter, *key;
-    std::string values;
+    std::string text;
     Value value;
   } rows[] = {
-      {"number", "CIExposureAdjust", "inputEV", entry("inputEV", "<real>2.5</real>"), 2.5},
-      {"number as an integer", "CIExposureAdjust", "inputEV", entry("inputEV", "<integer>2</integer>"), 2},
-      {"number as text", "CIExposureAdjust", "inputEV", entry("inputEV", "<string>1.5 stops</string>"), 1.5},
-      {"number as other text", "CIExposureAdjust", "inputEV", entry("inputEV", "<string>much</string>"), 0.0},
+      {"number", "CIExposureAdjust", "inputEV", "<real>2.5</real>", 2.5},
+      {"number as an integer", "CIExposureAdjust", "inputEV", "<integer>2</integer>", 2},
+      {"number as text", "CIExposureAdjust", "inputEV", "<string>1.5 stops</string>", 1.5},
+      {"number as other text", "CIExposureAdjust", "inputEV", "<string>much</string>", 0.0},
       {"number missing", "CIExposureAdjust", "inputEV", "", Value()},
-      {"number as an array", "CIExposureAdjust", "inputEV", entry("inputEV", "<array/>"), Value()},
-      {"infinity", "CIExposureAdjust", "inputEV", entry("inputEV", "<real>+infinity</real>"),
-       std::numeric_limits<double>::infinity()},
-      {"vector", "CITwirlDistortion", "inputCenter", position("<real>0.5</real>", "<real>0.25</real>"),
+      {"number as an array", "CIExposureAdjust", "inputEV", "<array/>", Value()},
+      {"infinity", "CIExposureAdjust", "inputEV", "<real>+infinity</real>", double{INFINITY}},
+      {"vector", "CITwirlDistortion", "inputCenter", point("<real>0.5</real>", "<real>0.25</real>"),
        CIVector{10, 5}},
-      {"vector as text", "CITwirlDistortion", "inputCenter", entry("inputCenter", "<string>1 2</string>"),
-       CIVector{0, 0}},
+      {"vector as text", "CITwirlDistortion", "inputCenter", "<string>1 2</string>", CIVector{0, 0}},
       {"vector missing", "CITwirlDistortion", "inputCenter", "", CIVector{0, 0}},
       {"vector with a text", "CITwirlDistortion", "inputCenter",
-       position("<string>x</string>", "<real>0.5</real>"), CIVector{0, 10}},
-      {"colour", "CIFalseColor", "inputColor0", entry("inputColor0", "<string>0 0.5 1 0.25</string>"),
-       CIColor(0, 0.5, 1, 0.25)},
-      {"half a colour", "CIFalseColor", "inputColor0", entry("inputColor0", "<string>0.5</string>"),
-       CIColor(0.5, 0, 0, 1)},
-      {"colour as a number", "CIFalseColor", "inputColor0", entry("inputColor0", "<real>1</real>"),
-       CIColor(0.3, 0, 0, 1)},
+       point("<string>x</string>", "<real>0.5</real>"), CIVector{0, 10}},
+      {"colour", "CIFalseColor", "inputColor0", "<string>0 0.5 1 0.25</string>", CIColor(0, 0.5, 1, 0.25)},
+      {"half a colour", "CIFalseColor", "inputColor0", "<string>0.5</string>", CIColor(0.5, 0, 0, 1)},
+      {"colour as a number", "CIFalseColor", "inputColor0", "<real>1</real>", CIColor(0.3, 0, 0, 1)},
       {"colour missing", "CIFalseColor", "inputColor0", "", CIColor(0.3, 0, 0, 1)},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     const auto s = session(20, 20);
-    ASSERT_TRUE(s->windowController().applyFilterChain(chain(box(row.filter, row.values))));
+    ASSERT_TRUE(s->windowController().applyFilterChain(
+        chain(box(row.filter, row.text.empty() ? "" : entry(row.key, row.text)))));
     EXPECT_EQ(valueOf(s->windowController(), 1, row.key), row.value);
     s->windowController().filterImage();
   }
@@ -174,28 +168,14 @@ TEST(Chain, AMissingPictureLeavesTheOtherValues) {
   EXPECT_TRUE(log.has("/no/such/file.png"));
 }
 
-// A file of a few bytes whose header promises a grey picture of that size.
-void writeTiffHeader(const std::string& path, uint32_t width, uint32_t height) {
-  const uint32_t tags[][2] = {{256, width}, {257, height}, {258, 8}, {259, 1}, {262, 1},
-                              {273, 8},     {277, 1},      {278, 1}, {279, 1}};
-  std::vector<uint8_t> bytes{'I', 'I', 42, 0, 8, 0, 0, 0, static_cast<uint8_t>(std::size(tags)), 0};
-  const auto put = [&bytes](uint32_t value) {
-    for (int shift = 0; shift < 32; shift += 8) bytes.push_back(static_cast<uint8_t>(value >> shift));
-  };
-  for (const auto& tag : tags) put(tag[0] | 4u << 16), put(1), put(tag[1]);
-  put(0);
-  ASSERT_EQ(writeFileAtomically(path, bytes), std::nullopt);
-}
-
 TEST(Chain, PicturesOfMoreThanAGigapixelTogetherAreRefusedBeforeAnyBoxChanges) {
-  const std::string folder = kOwnPreferences.folder() + "/", half = folder + "half.tif";
-  writeTiffHeader(half, 25000, 20000);
+  const std::string folder = kOwnPreferences.folder() + "/";
+  writeTiffHeader(folder + "half.tif", 25000, 20000);
   writeTiffHeader(folder + "other-half.tif", 20000, 25000);
   writeTiffHeader(folder + "one.tif", 1, 1);
-  const std::string two = box("CIDissolveTransition", target(half)) +
-                          box("CIDissolveTransition", target(half)) +
-                          box("CIDissolveTransition", target(folder + "other-half.tif")) +
-                          box("CIDissolveTransition", target(folder + "missing.tif"));
+  std::string two;
+  for (const char* name : {"half.tif", "half.tif", "other-half.tif", "missing.tif"})
+    two += box("CIDissolveTransition", target(folder + name));
   EXPECT_TRUE(chainFromText(chain(two)).ok()) << "each file counts once";
   const auto s = session(20, 20);
   LogCapture log;
@@ -207,7 +187,8 @@ TEST(Chain, PicturesOfMoreThanAGigapixelTogetherAreRefusedBeforeAnyBoxChanges) {
 }
 
 TEST(Chain, AThousandBoxesAreRead) {
-  const std::string one = box("CITwirlDistortion", position("<real>0.5</real>", "<real>0.5</real>"));
+  const std::string one =
+      box("CITwirlDistortion", entry("inputCenter", point("<real>0.5</real>", "<real>0.5</real>")));
   const auto s = session(20, 20);
   ASSERT_TRUE(s->windowController().applyFilterChain(chain(repeated(one, kMaxChainBoxes - 1))));
   EXPECT_EQ(s->windowController().filters().size(), 1000u);

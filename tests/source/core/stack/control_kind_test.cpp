@@ -7,45 +7,37 @@ namespace {
 
 constexpr double kPi = 3.141592653589793;
 
-struct Row {
-  const char* name;
-  const char* className;
-  const char* type;
-  const char* key;
-  double sliderMin, sliderMax;
-  bool takesBackground;
-  ControlKind kind;
-};
-
-const Row kRows[] = {
-    {"a time", "NSNumber", "Time", "inputTime", 0, 1, false, ControlKind::slider},
-    {"a count", "NSNumber", "Count", "inputCount", 0, 1, false, ControlKind::slider},
-    {"a number without a type", "NSNumber", "", "inputA", 0, 1, false, ControlKind::slider},
-    {"a boolean", "NSNumber", "Boolean", "inputOn", 0, 1, false, ControlKind::checkbox},
-    {"an angle of a full turn", "NSNumber", "Angle", "inputAngle", -kPi, kPi, false, ControlKind::dial},
-    {"an angle of nearly a full turn", "NSNumber", "Angle", "inputAngle", 0, 6.275, false, ControlKind::dial},
-    {"an angle of a little less", "NSNumber", "Angle", "inputAngle", 0, 6.27, false, ControlKind::slider},
-    {"an angle of half a turn", "NSNumber", "Angle", "inputAngle", 0, kPi, false, ControlKind::slider},
-    {"an angle of two turns", "NSNumber", "Angle", "inputAngle", -2 * kPi, 2 * kPi, false,
-     ControlKind::slider},
-    {"a full turn that is no angle", "NSNumber", "Scalar", "inputA", -kPi, kPi, false, ControlKind::slider},
-    {"the image below", "CIImage", "Image", "inputImage", 0, 0, false, ControlKind::none},
-    {"a foreground", "CIImage", "Image", "inputImage", 0, 0, true, ControlKind::image},
-    {"a background", "CIImage", "Image", "inputBackgroundImage", 0, 0, true, ControlKind::none},
-    {"a gradient image", "CIImage", "Gradient", "inputGradientImage", 0, 0, false, ControlKind::image},
-    {"a colour", "CIColor", "OpaqueColor", "inputColor", 0, 0, false, ControlKind::color},
-    {"a vector without a type", "CIVector", "", "inputRVector", 0, 0, false, ControlKind::vector4D},
-    {"a position", "CIVector", "Position", "inputCenter", 0, 0, false, ControlKind::vector2D},
-    {"a rectangle", "CIVector", "Rectangle", "inputExtent", 0, 0, false, ControlKind::rect},
-    {"a place in space", "CIVector", "Position3", "inputLight", 0, 0, false, ControlKind::vector3D},
-    {"an offset", "CIVector", "Offset", "inputOffset", 0, 0, false, ControlKind::offset},
-    {"a vector of an unknown type", "CIVector", "Color", "inputV", 0, 0, false, ControlKind::none},
-    {"a transform", "NSAffineTransform", "", "inputTransform", 0, 0, false, ControlKind::transform},
-    {"a text", "NSString", "", "inputText", 0, 0, false, ControlKind::none},
-};
-
 TEST(ControlKind, EveryClassAndTypeHasItsControl) {
-  for (const Row& row : kRows) {
+  const struct {
+    const char *name, *className, *type, *key;
+    ControlKind kind;
+    double sliderMin = 0, sliderMax = 1;
+    bool takesBackground = false;
+  } rows[] = {
+      {"a time", "NSNumber", "Time", "inputTime", ControlKind::slider},
+      {"a count", "NSNumber", "Count", "inputCount", ControlKind::slider},
+      {"a number without a type", "NSNumber", "", "inputA", ControlKind::slider},
+      {"a boolean", "NSNumber", "Boolean", "inputOn", ControlKind::checkbox},
+      {"a full turn", "NSNumber", "Angle", "inputAngle", ControlKind::dial, -kPi, kPi},
+      {"nearly a full turn", "NSNumber", "Angle", "inputAngle", ControlKind::dial, 0, 6.275},
+      {"a little less", "NSNumber", "Angle", "inputAngle", ControlKind::slider, 0, 6.27},
+      {"two turns", "NSNumber", "Angle", "inputAngle", ControlKind::slider, -2 * kPi, 2 * kPi},
+      {"a full turn that is no angle", "NSNumber", "Scalar", "inputA", ControlKind::slider, -kPi, kPi},
+      {"the image below", "CIImage", "Image", "inputImage", ControlKind::none},
+      {"a foreground", "CIImage", "Image", "inputImage", ControlKind::image, 0, 0, true},
+      {"a background", "CIImage", "Image", "inputBackgroundImage", ControlKind::none, 0, 0, true},
+      {"a gradient image", "CIImage", "Gradient", "inputGradientImage", ControlKind::image},
+      {"a colour", "CIColor", "OpaqueColor", "inputColor", ControlKind::color},
+      {"a vector without a type", "CIVector", "", "inputRVector", ControlKind::vector4D},
+      {"a position", "CIVector", "Position", "inputCenter", ControlKind::vector2D},
+      {"a rectangle", "CIVector", "Rectangle", "inputExtent", ControlKind::rect},
+      {"a place in space", "CIVector", "Position3", "inputLight", ControlKind::vector3D},
+      {"an offset", "CIVector", "Offset", "inputOffset", ControlKind::offset},
+      {"a vector of an unknown type", "CIVector", "Color", "inputV", ControlKind::none},
+      {"a transform", "NSAffineTransform", "", "inputTransform", ControlKind::transform},
+      {"a text", "NSString", "", "inputText", ControlKind::none},
+  };
+  for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     InputAttributes input;
     input.key = row.key;
