@@ -11,13 +11,12 @@ namespace vello {
 namespace {
 
 TEST(KPPointTemplate, AngleIsTheDirectionInDegrees) {
-  struct Row {
+  const struct {
     KPPointTemplate to;
     float degrees;
-  };
-  const Row rows[] = {{{1, 0}, 0},    {{1, 1}, 45},    {{0, 1}, 90},   {{-1, 1}, 135}, {{-1, 0}, 180},
-                      {{0, -1}, 270}, {{-1, -1}, 225}, {{1, -1}, 315}, {{0, 0}, 0},    {{1e-30f, 0}, 0}};
-  for (const Row& row : rows)
+  } rows[] = {{{1, 0}, 0},    {{1, 1}, 45},    {{0, 1}, 90},   {{-1, 1}, 135}, {{-1, 0}, 180},
+              {{0, -1}, 270}, {{-1, -1}, 225}, {{1, -1}, 315}, {{0, 0}, 0},    {{1e-30f, 0}, 0}};
+  for (const auto& row : rows)
     EXPECT_NEAR(KPPointTemplate(0, 0).Angle(row.to), row.degrees, 1e-4) << row.to.x() << ", " << row.to.y();
   EXPECT_LT(KPPointTemplate(0, 0).Angle({1, -1e-7f}), 360);
 }

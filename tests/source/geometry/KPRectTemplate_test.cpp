@@ -2,45 +2,40 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/log.h"
 #include "source/geometry/rect_functions.h"
 #include "source/geometry/rect_text.h"
 #include "tests/source/geometry/geometry_printing.h"
+#include "tests/source/log_capture.h"
 
 namespace vello {
 namespace {
 
-CGRect rect(double x, double y, double w, double h) { return {{x, y}, {w, h}}; }
 const CGRect kBounds = rect(10, 20, 100, 50);
 
 TEST(KPRectTemplate, ConstrainedRectIsClippedEdgeByEdge) {
-  struct Row {
+  const struct {
     const char* name;
     CGRect given, expected;
-  };
-  const Row rows[] = {
-      {"inside", rect(20, 30, 10, 10), rect(20, 30, 10, 10)},
-      {"inside, digits beyond single precision kept", rect(20.1, 30.1, 0.1, 0.1), rect(20.1, 30.1, 0.1, 0.1)},
+  } rows[] = {
+      {"inside, its digits kept", rect(20.1, 30.1, 0.1, 0.1), rect(20.1, 30.1, 0.1, 0.1)},
       {"larger on all sides", rect(-100, -100, 500, 500), kBounds},
       {"over the left and top edges", rect(0, 10, 20, 20), rect(10, 20, 10, 10)},
       {"over the right and bottom edges", rect(100, 60, 50, 50), rect(100, 60, 10, 10)},
       {"wholly left and above", rect(-50, -50, 20, 20), rect(10, 20, 0, 0)},
       {"wholly right and below", rect(200, 200, 20, 20), rect(110, 70, 0, 0)},
-      {"the rectangle that holds everything", rect(-8.98847e307, -8.98847e307, 1.79769e308, 1.79769e308),
-       kBounds},
-      {"negative width reaches no further than the edge", rect(50, 30, -100, 10), rect(50, 30, -40, 10)},
+      {"holds everything", rect(-8.98847e307, -8.98847e307, 1.79769e308, 1.79769e308), kBounds},
+      {"negative width", rect(50, 30, -100, 10), rect(50, 30, -40, 10)},
   };
-  for (const Row& row : rows)
+  for (const auto& row : rows)
     EXPECT_EQ(CGRect(KPRectTemplate(kBounds).GetConstrainedRect(row.given)), row.expected) << row.name;
 }
 
 TEST(KPRectTemplate, ConstrainedPointIsTheNearestInside) {
-  struct Row {
+  const struct {
     CGPoint given, expected;
-  };
-  const Row rows[] = {{{50.1, 30.1}, {50.1, 30.1}}, {{0, 0}, {10, 20}},     {{500, 30}, {110, 30}},
-                      {{50, 500}, {50, 70}},        {{110, 70}, {110, 70}}, {{-1e300, 1e300}, {10, 70}}};
-  for (const Row& row : rows) {
+  } rows[] = {{{50.1, 30.1}, {50.1, 30.1}}, {{0, 0}, {10, 20}},     {{500, 30}, {110, 30}},
+              {{50, 500}, {50, 70}},        {{110, 70}, {110, 70}}, {{-1e300, 1e300}, {10, 70}}};
+  for (const auto& row : rows) {
     EXPECT_EQ(CGPoint(KPRectTemplate(kBounds).ConstrainedPoint(row.given)), row.expected);
     EXPECT_EQ(ConstrainToRect(row.given, kBounds), row.expected);
   }
@@ -129,13 +124,11 @@ TEST(KPRectTemplate, CentresInsideAnotherAndTurns) {
 }
 
 TEST(GeometryTypes, AreLoggedWithSixDecimals) {
-  std::vector<std::string> lines;
-  const LogSink former = setLogSink([&](const std::string& line) { lines.push_back(line); });
+  const LogCapture log;
   KPPointTemplate(1, -2.5f).Log("p");
   KPSizeTemplate(3, 4).Log("s");
   KPRectTemplate(1, 2, 3, 1e6f).Log("r");
-  setLogSink(former);
-  EXPECT_EQ(lines,
+  EXPECT_EQ(log.lines,
             (std::vector<std::string>{
                 "KPPoint (p): x = 1.000000, y = -2.500000", "KPSize (s): width = 3.000000, height = 4.000000",
                 "KPRect (r): x = 1.000000, y = 2.000000, w = 3.000000, h = 1000000.000000"}));
@@ -157,11 +150,10 @@ TEST(RectText, ReadsBackWhatItWrites) {
 }
 
 TEST(RectText, IsReadLeniently) {
-  struct Row {
+  const struct {
     const char* text;
     CGRect expected;
-  };
-  const Row rows[] = {
+  } rows[] = {
       {"{{1,2},{3,4}}", rect(1, 2, 3, 4)},
       {" { { 1 , 2 } , { 3 , 4 } } ", rect(1, 2, 3, 4)},
       {"1, 2, 3, 4", rect(1, 2, 3, 4)},
@@ -175,7 +167,7 @@ TEST(RectText, IsReadLeniently) {
       {"{{{{{{", {}},
       {",,,,,,,", {}},
   };
-  for (const Row& row : rows) EXPECT_EQ(NSRectFromString(row.text), row.expected) << row.text;
+  for (const auto& row : rows) EXPECT_EQ(NSRectFromString(row.text), row.expected) << row.text;
 }
 
 }  // namespace

@@ -9,14 +9,12 @@
 #include <string>
 #include <vector>
 
-#include "platform/log.h"
 #include "source/geometry/KPGeometryParameterView.h"
 #include "source/screen/KPWindow.h"
 #include "tests/source/geometry/geometry_printing.h"
+#include "tests/source/log_capture.h"
 
 namespace vello {
-
-inline CGRect rect(double x, double y, double w, double h) { return {{x, y}, {w, h}}; }
 
 class TestCanvas : public KPTrackerCanvas {
  public:
@@ -68,9 +66,6 @@ inline Value wholeNumbers(const Value& proposed) {
 
 class CanvasTest : public testing::Test {
  protected:
-  CanvasTest() : formerSink_(setLogSink([this](const std::string& line) { log_.push_back(line); })) {}
-  ~CanvasTest() override { setLogSink(formerSink_); }
-
   KPEvent at(CGPoint canvasPoint, uint32_t modifiers = 0) const {
     return {KPEventType::LeftMouseDragged, canvas_.convertPointToView(canvasPoint, nullptr), modifiers};
   }
@@ -93,10 +88,7 @@ class CanvasTest : public testing::Test {
   KPWindow window_{rect(0, 0, 500, 400)};
   TestCanvas canvas_{window_};
   TestOwner owner_;
-  std::vector<std::string> log_;
-
- private:
-  LogSink formerSink_;
+  LogCapture log_;
 };
 
 }  // namespace vello

@@ -6,11 +6,10 @@
 
 #include "source/screen/KPEvent.h"
 #include "source/screen/KPWindow.h"
+#include "tests/source/geometry/geometry_printing.h"
 
 namespace vello {
 namespace {
-
-CGRect rect(double x, double y, double w, double h) { return {{x, y}, {w, h}}; }
 
 class FlippedView : public KPView {
  public:
@@ -40,7 +39,7 @@ TEST_F(KPViewTest, ConvertsThroughFlippedAndScrolledViews) {
   const Row rows[] = {{"lower left", {0, 0}, {10, 90}, {60, 160}},
                       {"upper right", {60, 50}, {70, 40}, {120, 210}},
                       {"outside", {-10, 100}, {0, -10}, {50, 260}}};
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     EXPECT_EQ(box_.convertPointToView(row.inBox, &list_), row.inList) << row.name;
     EXPECT_EQ(box_.convertPointFromView(row.inList, &list_), row.inBox) << row.name;
     EXPECT_EQ(box_.convertPointToView(row.inBox, nullptr), row.inWindow) << row.name;

@@ -5,13 +5,11 @@
 #include <cmath>
 #include <memory>
 
-#include "platform/log.h"
+#include "tests/source/log_capture.h"
 #include "tests/source/screen/scripted_screen.h"
 
 namespace vello {
 namespace {
-
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 // Something with one value, which takes whole numbers and no negative ones.
 struct Model {
@@ -38,16 +36,6 @@ class Halves : public KPValueTransformer {
  public:
   Value transformedValue(const Value& value) const override { return value.number() / 2; }
   Value reverseTransformedValue(const Value& value) const override { return value.number() * 2; }
-};
-
-class LoggedTest : public testing::Test {
- protected:
-  LoggedTest() : former_(setLogSink([this](const std::string& line) { log_.push_back(line); })) {}
-  ~LoggedTest() override { setLogSink(former_); }
-  std::vector<std::string> log_;
-
- private:
-  LogSink former_;
 };
 
 TEST(KPControl, ABoundControlShowsTheModelAndWritesTheUsersValue) {
@@ -108,11 +96,12 @@ TEST(KPControl, MayBeUnboundByItsOwnWrite) {
   EXPECT_EQ(model.writes, 1);
 }
 
-TEST_F(LoggedTest, NumbersThatAreNoneAreRefused) {
+TEST(KPControl, NumbersThatAreNoneAreRefused) {
+  const LogCapture log;
   KPSlider slider;
   slider.setRange(2, 4);
   slider.setRange(4, 2);
-  slider.setRange(0, kInfinity);
+  slider.setRange(0, INFINITY);
   slider.userMovedTo(3);
   slider.userMovedTo(NAN);
   EXPECT_EQ(slider.value(), Value(3.0));
@@ -122,19 +111,20 @@ TEST_F(LoggedTest, NumbersThatAreNoneAreRefused) {
   EXPECT_EQ(slider.doubleValue(), 2);
   KPEditBox box;
   box.setValue(7.0);
-  box.userEntered(-kInfinity);
+  box.userEntered(-INFINITY);
   EXPECT_EQ(box.value(), Value(7.0));
   KPColorWell well;
   well.userPicked({0.5, NAN, 0, 1});
   EXPECT_EQ(well.color(), CIColor(0, 0, 0, 0));
-  EXPECT_EQ(log_, (std::vector<std::string>{"*** Vello : slider range 4 to 2 refused",
-                                            "*** Vello : slider range 0 to +infinity refused",
-                                            "*** Vello : a control refused the number nan",
-                                            "*** Vello : a control refused the number -infinity",
-                                            "*** Vello : a control refused the number nan"}));
+  EXPECT_EQ(log.lines, (std::vector<std::string>{"*** Vello : slider range 4 to 2 refused",
+                                                 "*** Vello : slider range 0 to +infinity refused",
+                                                 "*** Vello : a control refused the number nan",
+                                                 "*** Vello : a control refused the number -infinity",
+                                                 "*** Vello : a control refused the number nan"}));
 }
 
-TEST_F(LoggedTest, AnEditBoxTakesTextAsItShowsIt) {
+TEST(KPEditBox, TakesTextAsItShowsIt) {
+  const LogCapture log;
   KPEditBox box;
   EXPECT_EQ(box.stringValue(), "");
   box.setPositiveFormat("#,##0.00");
@@ -146,10 +136,11 @@ TEST_F(LoggedTest, AnEditBoxTakesTextAsItShowsIt) {
   EXPECT_EQ(box.value(), Value(1234.5));
   for (const char* text : {"", "12 px", "1e39", "nan"}) box.userTyped(text);
   EXPECT_EQ(box.value(), Value(1234.5));
-  EXPECT_EQ(log_, (std::vector<std::string>{"*** Vello : an edit box refused \"\", which is no number",
-                                            "*** Vello : an edit box refused \"12 px\", which is no number",
-                                            "*** Vello : a control refused the number 1e+39",
-                                            "*** Vello : a control refused the number nan"}));
+  EXPECT_EQ(log.lines,
+            (std::vector<std::string>{"*** Vello : an edit box refused \"\", which is no number",
+                                      "*** Vello : an edit box refused \"12 px\", which is no number",
+                                      "*** Vello : a control refused the number 1e+39",
+                                      "*** Vello : a control refused the number nan"}));
 }
 
 TEST(KPPopUpButton, SelectsByTitleAndIgnoresWhatIsNotThere) {
