@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <functional>
-
 #include "source/geometry/KPPositionParameterView.h"
 #include "source/screen/KPLocalizedString.h"
 #include "tests/source/parameters/controller_fixture.h"
@@ -98,14 +95,6 @@ TEST(KPTransformParameterController, SlidersAndEditBoxesShowTheSameNumbers) {
   EXPECT_EQ(c.xScale(), 2) << "a slider's number is rounded, too";
 }
 
-TEST(KPTransformParameterController, TheShownAngleTurnsTheOtherWay) {
-  const Control control;
-  control.controller->rotateEditBox().userTyped("30");
-  const double angle = 330 * 3.14159265358979 / 180;
-  EXPECT_NEAR(control.transform().a, std::cos(angle), 1e-12);
-  EXPECT_NEAR(control.transform().b, std::sin(angle), 1e-12);
-}
-
 TEST(KPTransformParameterController, TheHandleMovesThePicture) {
   const Control control;
   auto& handle = dynamic_cast<KPPositionParameterView&>(*control.controller->geometryParameterView());
@@ -122,19 +111,6 @@ TEST(KPTransformParameterController, ATransformFromElsewhereDoesNotReachTheContr
   EXPECT_EQ(control.transform(), (CGAffineTransform{3, 0, 0, 3, 7, 8}));
   EXPECT_EQ(control.controller->scaleEditBoxX().stringValue(), "2.00");
   EXPECT_EQ(control.controller->editBoxX().stringValue(), "0.00");
-}
-
-TEST(KPTransformParameterController, NothingIsLeftBoundWhenTheFilterLeaves) {
-  const Control control;
-  C& c = *control.controller;
-  c.removingFilter();
-  EXPECT_TRUE(control.canvas.controls.empty());
-  for (KPControl* box = c.firstEditBox(); box; box = box->nextKeyView())
-    dynamic_cast<KPEditBox&>(*box).userTyped("3");
-  for (KPSlider* slider : {&c.scaleSliderX(), &c.scaleSliderY(), &c.rotateSlider(), &c.skewSlider()})
-    slider->userMovedTo(2);
-  c.geometryParameterView()->moveParameterTo({9, 9});
-  EXPECT_EQ(control.transform(), CGAffineTransform());
 }
 
 }  // namespace

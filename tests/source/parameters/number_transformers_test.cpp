@@ -46,13 +46,7 @@ TEST(NumberTransformers, AFullTurnEndsAtTheMaximum) {
   EXPECT_EQ(kTurn.reverseTransformedValue(360.0), Value(2 * kPi));
   EXPECT_EQ(kHalfTurns.reverseTransformedValue(359.99), Value(kPi));
   EXPECT_EQ(kHalfTurns.reverseTransformedValue(0.0), Value(kPi));
-}
-
-TEST(NumberTransformers, ADiscreteTurnHasWholeDegrees) {
-  EXPECT_EQ(kWholeTurn.transformedValue(2 * kPi - 0.7854f), Value(45.0f));
-  EXPECT_EQ(kWholeTurn.transformedValue(2 * kPi - 0.2f), Value(11.0f));  // 11.46
-  EXPECT_EQ(kWholeTurn.reverseTransformedValue(89.6), kWholeTurn.reverseTransformedValue(90.0));
-  EXPECT_NE(kTurn.reverseTransformedValue(89.6), kTurn.reverseTransformedValue(90.0));
+  EXPECT_EQ(kWholeTurn.transformedValue(2 * kPi - 0.2f), Value(11.0f)) << "11.46 in whole degrees";
 }
 
 TEST(NumberTransformers, NilStaysNilAndWhatIsNoNumberRaises) {
