@@ -173,10 +173,10 @@ TEST(ImageFile, EnormousHeadersAreRefusedBeforeMemoryIsTaken) {
   ASSERT_EQ(writeImageFile(path, small, {.format = ImageFormat::png}), std::nullopt);
   const std::vector<uint8_t> png = readBytes(path);
   const auto writePNG = [&](const char* name, size_t width, size_t height) {
-    constexpr long kHeader = 8, kSize = 8, kHeaderEnd = 33;
-    std::vector<uint8_t> data = testing::bigEndian32(width), down = testing::bigEndian32(height), file = png;
-    data.insert(data.end(), down.begin(), down.end());
-    data.insert(data.end(), png.begin() + kHeader + 8 + kSize, png.begin() + kHeaderEnd - 4);
+    constexpr long kHeader = 8, kText = kHeader + 8, kHeaderEnd = 33;
+    std::vector<uint8_t> file = png, data(png.begin() + kText, png.begin() + kHeaderEnd - 4);
+    testing::putBigEndian32(data.data(), width);
+    testing::putBigEndian32(data.data() + 4, height);
     const auto header = testing::pngChunk("IHDR", data);
     std::copy(header.begin(), header.end(), file.begin() + kHeader);
     writeBytes(folder.file(name), file);

@@ -9,6 +9,7 @@
 #include <png.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -127,19 +128,19 @@ inline void writePNG(const std::string& path, const Bitmap& bitmap, const PNGFor
   std::fclose(file);
 }
 
-inline std::vector<uint8_t> bigEndian32(size_t value) {
-  std::vector<uint8_t> bytes;
-  for (int shift = 24; shift >= 0; shift -= 8) bytes.push_back(static_cast<uint8_t>(value >> shift));
-  return bytes;
+inline void putBigEndian32(uint8_t* to, size_t value) {
+  for (int k = 0; k < 4; ++k) to[k] = static_cast<uint8_t>(value >> (24 - 8 * k));
 }
 
 // With its length before and its checksum behind it.
 inline std::vector<uint8_t> pngChunk(const std::string& name, const std::vector<uint8_t>& data) {
-  std::vector<uint8_t> chunk = bigEndian32(data.size());
-  chunk.insert(chunk.end(), name.begin(), name.end());
-  chunk.insert(chunk.end(), data.begin(), data.end());
-  const auto sum = bigEndian32(crc32(0, chunk.data() + 4, static_cast<uInt>(chunk.size() - 4)));
-  chunk.insert(chunk.end(), sum.begin(), sum.end());
+  const size_t length = name.size() + data.size();
+  std::vector<uint8_t> chunk(4 + length + 4);
+  uint8_t* const text = chunk.data() + 4;
+  putBigEndian32(chunk.data(), data.size());
+  std::copy(name.begin(), name.end(), text);
+  std::copy(data.begin(), data.end(), text + name.size());
+  putBigEndian32(text + length, crc32(0, text, static_cast<uInt>(length)));
   return chunk;
 }
 
