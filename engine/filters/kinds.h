@@ -151,11 +151,13 @@ KERNEL void runLoop(const void* kernel, const Run* images, Places places, Run ou
 }
 
 // The same loop for every instruction set.
+// NOLINTBEGIN(bugprone-macro-parentheses): names, not values
 #define VELLO_LOOP(name, target, loop, parameters, arguments) \
   template <class K, int N>                                   \
   target void name parameters {                               \
     loop<K, N> arguments;                                     \
   }
+// NOLINTEND(bugprone-macro-parentheses)
 #define VELLO_LOOPS(name, loop, parameters, arguments)        \
   VELLO_LOOP(name, , loop, parameters, arguments)             \
   VELLO_LOOP(name##V3, VELLO_V3, loop, parameters, arguments) \

@@ -10,7 +10,7 @@ namespace vello {
 struct Digest {
   uint64_t high = 0, low = 0;
   friend bool operator==(const Digest&, const Digest&) = default;
-  friend auto operator<=>(const Digest&, const Digest&) = default;
+  friend auto operator<=>(const Digest&, const Digest&) = default;  // NOLINT(modernize-use-nullptr)
 };
 
 // Collects what makes up a digest. Two multiply-xorshift streams with different constants; not cryptographic.

@@ -11,7 +11,7 @@ struct SampleKey {
   double ox, oy, pitch;
   Quality quality;
   int halved;
-  friend auto operator<=>(const SampleKey&, const SampleKey&) = default;
+  friend auto operator<=>(const SampleKey&, const SampleKey&) = default;  // NOLINT(modernize-use-nullptr)
 };
 
 struct SampleRequest {

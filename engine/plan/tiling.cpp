@@ -110,7 +110,7 @@ double waiting(const Tiling& tiling, const IndexRect& frame, int threads) {
 std::vector<int64_t> heightsOfColumns(const IndexRect& frame, int64_t width, int threads, bool told) {
   const int64_t fewest = split(threads, split(frame.width(), width));
   std::vector<int64_t> heights;
-  for (int64_t parts = told ? std::max<int64_t>(fewest, 4 * threads) : fewest; parts >= fewest; parts /= 2)
+  for (int64_t parts = told ? std::max(fewest, int64_t{4} * threads) : fewest; parts >= fewest; parts /= 2)
     heights.push_back(std::max(kLeastRows, split(frame.height(), parts)));
   return heights;
 }

@@ -114,9 +114,11 @@ class ChordRows : public ExtremeRows {
 
   void addChord(int64_t half) {
     const int64_t length = 2 * half + 1, first = chords_.halves[0] - half;
-    const auto level = static_cast<size_t>(std::bit_width(static_cast<uint64_t>(length)) - 1);
+    const auto piece = std::bit_floor(static_cast<uint64_t>(length));
+    const auto level = static_cast<size_t>(std::countr_zero(piece));
     const float* a = levels_[level].data() + first;
-    if (widths_.empty() || widths_.back().a != a) widths_.push_back({a, a + (length - (1 << level)), 0});
+    if (widths_.empty() || widths_.back().a != a)
+      widths_.push_back({a, a + (length - static_cast<int64_t>(piece)), 0});
   }
 
   // The rows that wait join the output rows.

@@ -32,7 +32,8 @@ std::string RenderJob::runBands(const PixelLayout& layout, const ColorSpacePtr& 
     return error;
   const Passes& passes = parts.back().passes;
   const Tiling& tiling = parts.back().tiling;
-  const int64_t width = std::clamp<int64_t>((frame_.width() + 2 * threads_ - 1) / (2 * threads_), 512, 4096);
+  const int64_t wanted = int64_t{2} * threads_;
+  const int64_t width = std::clamp<int64_t>((frame_.width() + wanted - 1) / wanted, 512, 4096);
   const int64_t strips = (frame_.width() + width - 1) / width;
   const IndexRect first{frame_.x0, frame_.y0, std::min(frame_.x1, frame_.x0 + width), frame_.y1};
   if (!tiled) {

@@ -56,7 +56,7 @@ std::shared_ptr<TexelPyramid> RenderCache::pyramidOf(const Bitmap& source) {
   size_t count = 0;
   while (count < pyramids_.size() && held + pyramids_[count]->bytes() <= bytes_)
     held += pyramids_[count++]->bytes();
-  const std::shared_ptr<TexelPyramid> made = pyramids_.front();
+  std::shared_ptr<TexelPyramid> made = pyramids_.front();
   pyramids_.resize(count);
   return made;
 }

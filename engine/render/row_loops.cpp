@@ -27,12 +27,15 @@ KERNEL void stored(const V& v, float* p) {
   std::memcpy(p, &v, sizeof v);
 }
 
+template <class V>
+constexpr int64_t kLanes = sizeof(V) / sizeof(float);  // NOLINT(bugprone-sizeof-expression): also of a float
+
 // Samples k on, `kVectors` vectors at a time, as long as there are so many; their sums stay in registers
 // while all rows are added. Returns the first sample that is left.
 template <class V, int kVectors, bool kSymmetric>
 KERNEL int64_t sumBlocks(const float* const* rows, const float* weights, int count, float* out, int64_t k,
                          int64_t n) {
-  constexpr int lanes = sizeof(V) / sizeof(float);
+  constexpr int64_t lanes = kLanes<V>;
   const int half = kSymmetric ? count / 2 : count;
   for (; k + kVectors * lanes <= n; k += kVectors * lanes) {
     V sums[kVectors] = {};
@@ -67,7 +70,7 @@ KERNEL void sumLoop(const float* const* rows, const float* weights, int count, f
 template <class V, int kVectors>
 KERNEL int64_t scatterBlocks(const float* in, float* const* outs, const float* weights, int count, int64_t k,
                              int64_t n) {
-  constexpr int lanes = sizeof(V) / sizeof(float);
+  constexpr int64_t lanes = kLanes<V>;
   for (; k + kVectors * lanes <= n; k += kVectors * lanes) {
     V from[kVectors];
     for (int i = 0; i < kVectors; ++i) from[i] = loaded<V>(in + k + i * lanes);
@@ -117,7 +120,7 @@ KERNEL void greatestLoop(const float* a, const float* b, float* out, int64_t n) 
 template <class V, int Vectors, class F>
 KERNEL int64_t joinBlocks(const Chord* chords, int count, float* const* rows, int64_t offset, int64_t from,
                           int64_t n, F fold) {
-  constexpr int lanes = sizeof(V) / sizeof(float), block = Vectors * lanes;
+  constexpr int64_t lanes = kLanes<V>, block = Vectors * lanes;
   int64_t k = from;
   for (; k + block <= n; k += block) {
     float* const* row = rows;
@@ -321,7 +324,8 @@ KERNEL void addBetweenLoop(const GridRows& rows, const int32_t* offset, const fl
     const float *p = r.below + int64_t{4} * offset[k], *q = r.above + int64_t{4} * offset[k];
     const Sample below = between(loaded<Sample>(p), loaded<Sample>(p + 4), s[k]);
     const Sample above = between(loaded<Sample>(q), loaded<Sample>(q + 4), s[k]);
-    stored(loaded<Sample>(sums + 4 * k) + between(below, above, r.t) * r.weight, sums + 4 * k);
+    float* const sum = sums + int64_t{4} * k;
+    stored(loaded<Sample>(sum) + between(below, above, r.t) * r.weight, sum);
   }
 }
 

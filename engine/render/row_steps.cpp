@@ -217,7 +217,7 @@ void RowEvaluator::tapped(const RunOp& op, const Step& step, int64_t j, int64_t 
       float* m = w.moves.data() + t * 3 * kRunLength + k;
       m[0] = clamp(moves[t].dx, -bound, bound);
       m[kRunLength] = clamp(moves[t].dy, -bound, bound);
-      m[2 * kRunLength] = moves[t].gain;
+      m[int64_t{2} * kRunLength] = moves[t].gain;
     }
   }
   w.found.resize(images * count * 4 * kRunLength);
@@ -242,7 +242,7 @@ void RowEvaluator::tapped(const RunOp& op, const Step& step, int64_t j, int64_t 
                         w.places.u, w.places.v, n);
       interpolate(step.edges[e], samplesOf(grids_[static_cast<size_t>(op.step)][e]), w.places.u, w.places.v,
                   n, found(e, t));
-      scale(found(e, t), move + 2 * kRunLength, n);
+      scale(found(e, t), move + int64_t{2} * kRunLength, n);
     }
   }
   std::vector<Px> samples(images * count);

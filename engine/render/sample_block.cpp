@@ -19,7 +19,7 @@ float* allocated(size_t count) {
   void* const memory = std::malloc(count * sizeof(float) + line + sizeof(void*));
   if (!memory) return nullptr;
   const auto first = reinterpret_cast<uintptr_t>(memory) + sizeof(void*) + line - 1;
-  auto* const data = reinterpret_cast<void**>(first / line * line);
+  auto* const data = reinterpret_cast<void**>(first / line * line);  // NOLINT(performance-no-int-to-ptr)
   data[-1] = memory;
   return reinterpret_cast<float*>(data);
 }

@@ -20,7 +20,7 @@ constexpr const char* kExitStatuses =
 
 // The parser says of an unknown command only that one is missing.
 std::string reasonOf(const CLI::App& parser, const CLI::ParseError& problem) {
-  const std::string reason = problem.what();
+  std::string reason = problem.what();
   const std::vector<std::string> rest = parser.remaining(true);
   const bool missesCommand = reason.find("subcommand") != std::string::npos;
   if (!missesCommand || rest.empty() || rest.front().substr(0, 1) == "-") return reason;

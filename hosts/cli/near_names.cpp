@@ -49,7 +49,7 @@ std::string joined(const std::vector<std::string>& names) {
   return text;
 }
 
-std::string withSuggestions(std::string text, const std::vector<std::string>& near) {
+std::string withSuggestions(const std::string& text, const std::vector<std::string>& near) {
   return near.empty() ? text : text + "; near: " + joined(near);
 }
 
@@ -80,6 +80,7 @@ std::vector<std::string> nearNames(std::string_view name, const std::vector<std:
   std::sort(found.begin(), found.end());
   if (found.size() > kMostSuggestions) found.resize(kMostSuggestions);
   std::vector<std::string> names;
+  names.reserve(found.size());
   for (const auto& [distance, candidate] : found) names.push_back(candidate);
   return names;
 }

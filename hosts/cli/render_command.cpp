@@ -167,9 +167,10 @@ std::optional<std::vector<std::string>> picturesOfWholeChain(const std::string& 
   if (hasErrors(problems)) return std::nullopt;
   const ChainTextResult chain = readChainText(text);
   const std::set<std::string> paths = imagePathsInChain(chain.boxes());
+  const std::string place = file + ": ";
   for (const std::string& path : paths)
     if (const std::string damage = forBatch ? damageIn(path) : ""; !damage.empty()) {
-      failure(file + ": " + damage);
+      failure(place + damage);
       return std::nullopt;
     }
   return std::vector<std::string>(paths.begin(), paths.end());

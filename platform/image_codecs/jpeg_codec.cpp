@@ -311,7 +311,7 @@ std::vector<JPEGMarker> markersOf(const EncodeRequest& request) {
 constexpr int64_t kLargestOptimised = int64_t{96} << 20;
 int64_t coefficientBytes(const PixelLayout& layout, int components, int sampling) {
   const int64_t samples = layout.width * layout.height;
-  return (samples + (components - 1) * samples / (sampling * sampling)) * int64_t{sizeof(JCOEF)};
+  return (samples + (components - 1) * samples / sampling / sampling) * int64_t{sizeof(JCOEF)};
 }
 
 void setUp(jpeg_compress_struct& info, const EncodeRequest& request, int components) {

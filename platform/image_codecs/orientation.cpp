@@ -83,7 +83,7 @@ void copyTurned(const uint8_t* stored, const PixelLayout& layout, int orientatio
 void applyOrientation(DecodedImage& image) {
   if (image.orientation == 1) return;
   const PixelLayout stored = image.layout;
-  const std::shared_ptr<uint8_t[]> pixels = std::move(image.pixels);
+  const std::shared_ptr<uint8_t[]> pixels = std::exchange(image.pixels, nullptr);
   image.layout = turnedLayout(stored, image.orientation);
   image.allocate();
   copyTurned(pixels.get(), stored, image.orientation, {0, 0, image.layout.width, image.layout.height},

@@ -316,8 +316,8 @@ std::string openTIFF(const DecodeRequest& request, DecodedImage& image, DecoderP
     return "compression " + std::to_string(tags.compression) + " is not supported";
   }
   if (!request.headerOnly && tags.photometric != PHOTOMETRIC_CIELAB) readProfile(file->handle(), image);
-  const std::string error = tags.direct() ? openDirect(std::move(file), tags, request, image, decoder)
-                                          : openConverted(std::move(file), tags, request, image, decoder);
+  std::string error = tags.direct() ? openDirect(std::move(file), tags, request, image, decoder)
+                                    : openConverted(std::move(file), tags, request, image, decoder);
   if (!error.empty()) return error;
   std::string problem = readMetadata(request.source, image);
   image.metadata.uncompressed = tags.compression == COMPRESSION_NONE;
