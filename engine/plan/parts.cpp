@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <mutex>
+#include <optional>
 
 #include "engine/plan/keeping.h"
 #include "engine/render/floating_point_mode.h"
@@ -16,7 +17,7 @@ constexpr size_t kMostLookedAt = 1000;
 // The same of coarse steps of one part, times steps.
 constexpr size_t kMostCoarseLookedAt = 20000;
 // Regions of steps, of a part's tiles together.
-constexpr size_t kMostRemembered = 100000;
+constexpr int64_t kMostRemembered = 100000;
 // What coarse samples leave, where they are kept, of the work without.
 constexpr double kMostOfWork = 0.97;
 
@@ -39,20 +40,22 @@ std::vector<IndexRect> readBy(const Program& program, Part& part, const PartOpti
   const Tiles tiles{part.rect, part.tiling.width, part.tiling.height};
   if (!interpolates(part.passes) || tiles.areMany())
     return regionsFor(program, part.rect, options.set, {movesToPlan(part.rect).most}).steps;
-  std::vector<Regions> regions(static_cast<size_t>(tiles.count()));
+  const bool few = tiles.count() * static_cast<int64_t>(program.steps.size()) < kMostRemembered;
+  std::vector<Regions> remembered(few ? static_cast<size_t>(tiles.count()) : 0);
   std::vector<IndexRect> all(program.steps.size());
   std::mutex mutex;
   const bool done = runParts(tiles.count(), options.threads, [&](int64_t k) {
     const FloatingPointMode mode;
     // What is kept must reach as far as it is going to be read.
-    Regions& own = regions[static_cast<size_t>(k)];
-    own = regionsFor(program, tiles.at(k), options.set, {movesToPlan(tiles.at(k)).most});
-    const std::lock_guard lock(mutex);
-    for (size_t s = 0; s < all.size(); ++s) all[s] = unionOf(all[s], own.steps[s]);
+    Regions own = regionsFor(program, tiles.at(k), options.set, {movesToPlan(tiles.at(k)).most});
+    {
+      const std::lock_guard lock(mutex);
+      for (size_t s = 0; s < all.size(); ++s) all[s] = unionOf(all[s], own.steps[s]);
+    }
+    if (few) remembered[static_cast<size_t>(k)] = std::move(own);
     return !options.goOn || options.goOn();
   });
-  const bool few = regions.size() * program.steps.size() < kMostRemembered;
-  if (done && few) part.regions = std::move(regions);
+  if (done) part.regions = std::move(remembered);
   return all;
 }
 
@@ -124,14 +127,15 @@ class Planner {
   // from afar.
   void keepCoarse(Part& part) {
     size_t looks = 0;
+    std::optional<Regions> reads;  // of all tiles together
     for (int k = program_.root; k-- > 0 && looks < kMostCoarseLookedAt;) {
       Step& step = program_.steps[static_cast<size_t>(k)];
       if (!isCoarser(step)) continue;
       looks += program_.steps.size();
       Part own;
       own.step = k;
-      own.rect =
-          regionsFor(program_, part.rect, options_.set, movesToPlan(part.rect)).steps[static_cast<size_t>(k)];
+      if (!reads) reads = regionsFor(program_, part.rect, options_.set, movesToPlan(part.rect));
+      own.rect = reads->steps[static_cast<size_t>(k)];
       if (own.rect.empty()) continue;
       own.computed = std::exchange(step, storedInsteadOf(step));
       const Tiling& now = part.tiling;
@@ -140,6 +144,7 @@ class Planner {
       if (without.work * part.rect.area() + keptWork(own) < kMostOfWork * part.work()) {
         add(k).computed = std::move(own.computed);
         tile(part);
+        reads.reset();
       } else {
         step = std::move(own.computed);
       }
