@@ -1,6 +1,6 @@
 // Renders the chain of a file on a small picture and says in one word what came of it, so that what a chain
-// costs can be seen from outside: "source", "changed" or "none"; then how many log lines there were, and
-// those.
+// costs can be seen from outside: "source", "changed" or "none"; then how many log lines there were, the
+// kilobytes that were held at most, and the lines.
 //
 //   chain_runner CHAIN
 #include <algorithm>
@@ -11,6 +11,14 @@
 static std::string contentsOf(const char* path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+// Of this program alone: what the system says of a process counts what it was before it became this program.
+static long mostKilobytes() {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);)
+    if (line.rfind("VmHWM:", 0) == 0) return std::stol(line.substr(6));
+  return -1;
 }
 
 int main(int argc, char** argv) {
@@ -28,6 +36,10 @@ int main(int argc, char** argv) {
   CreateFilteredImageWithChain(image, chain, &pixels, nullptr, nullptr);
   const bool same = pixels && std::equal(source.begin(), source.end(),
                                          static_cast<const uint8_t*>(VelloDataGetBytes(pixels)));
-  printf("%s %zu\n%s", !pixels ? "none" : same ? "source" : "changed", log.count(), log.all().c_str());
+  printf("%s %zu %ld\n%s",
+         !pixels ? "none"
+         : same  ? "source"
+                 : "changed",
+         log.count(), mostKilobytes(), log.all().c_str());
   VelloRelease(pixels);
 }
