@@ -174,11 +174,15 @@ Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRec
   };
   if (options.side > 0) return tile(options.side, options.side);
   const bool square = interpolates(passes);
+  // Measured. Grids are read in no order.
+  const double perRow = square ? 30 : 80, roomy = square ? 1 : 2, crowding = square ? 0.25 : 0.12;
   const auto costOf = [&](const Tiling& size) {
-    // Rows that have left the cache cost more, and every row of a tile costs some by itself.
-    const double crowded = std::max(0.0, std::log2(size.bytes / (2 * cacheBytes())));
+    // Rows that have left the cache cost more, and every row of a tile costs some by itself: the more where
+    // it is a short piece of a picture's long row, for processors foresee only what lies side by side.
+    const double crowded = std::max(0.0, std::log2(size.bytes / (roomy * cacheBytes())));
     const double wait = square || options.told ? waiting(size, frame, threads) : 1;
-    return (size.work + 0.12 * crowded * size.samples) * (1 + 30.0 / static_cast<double>(size.width)) * wait;
+    return (size.work + crowding * crowded * size.samples) * (1 + perRow / static_cast<double>(size.width)) *
+           wait;
   };
   Tiling best = tile(64, 64);
   double least = INFINITY;
@@ -189,7 +193,7 @@ Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRec
     for (const int64_t height : square ? std::vector{evenly(frame.height(), side, kSquareStep)}
                                        : heightsOfColumns(frame, width, threads, options.told)) {
       next = tile(width, height);
-      if (const double cost = costOf(next); cost < 0.98 * least) {
+      if (const double cost = costOf(next); cost < 0.99 * least) {
         better = true;
         least = cost;
         best = next;
