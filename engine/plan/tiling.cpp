@@ -118,14 +118,24 @@ std::vector<int64_t> heightsOfColumns(const IndexRect& frame, int64_t width, int
 // Copies of a picture around a centre lie further apart the further away a tile is.
 bool readsFar(const Step& step) { return step.ops && step.ops->kind == Kind::zoom; }
 
-// Those a size is judged by: all where they are few and quick to look at, else one in the middle, and the
-// corners where tiles differ much.
+// Of parts side by side, at most so many, each for as many of them.
+std::vector<int64_t> typicalOf(int64_t parts, int64_t most) {
+  std::vector<int64_t> numbers;
+  const int64_t count = std::min(most, parts);
+  for (int64_t k = 0; k < count; ++k) numbers.push_back((2 * k + 1) * parts / (2 * count));
+  return numbers;
+}
+
+// Those a size is judged by: all, or some from everywhere, where they are quick to look at, else one in the
+// middle, and the corners where tiles differ much.
 std::vector<IndexRect> typicalTiles(const Program& program, const Passes& passes, const Tiles& tiles) {
-  constexpr int64_t few = 4;
-  if (!interpolates(passes) && tiles.across() <= few && tiles.down() <= few) {
-    std::vector<IndexRect> all;
-    for (int64_t k = 0; k < tiles.count(); ++k) all.push_back(tiles.at(k));
-    return all;
+  if (!interpolates(passes)) {
+    const bool quick = program.steps.size() < 50;
+    std::vector<IndexRect> some;
+    for (const int64_t row : typicalOf(tiles.down(), 4))
+      for (const int64_t column : typicalOf(tiles.across(), quick ? 24 : 4))
+        some.push_back(tiles.at(column, row));
+    return some;
   }
   const IndexRect& frame = tiles.frame;
   const int64_t x = frame.width() - tiles.width, y = frame.height() - tiles.height;
@@ -175,7 +185,7 @@ Tiling chooseTiling(const Program& program, const Passes& passes, const IndexRec
   if (options.side > 0) return tile(options.side, options.side);
   const bool square = interpolates(passes);
   // Measured. Grids are read in no order.
-  const double perRow = square ? 30 : 80, roomy = square ? 1 : 2, crowding = square ? 0.25 : 0.12;
+  const double perRow = square ? 30 : 80, roomy = square ? 1 : 2, crowding = 0.25;
   const auto costOf = [&](const Tiling& size) {
     // Rows that have left the cache cost more, and every row of a tile costs some by itself: the more where
     // it is a short piece of a picture's long row, for processors foresee only what lies side by side.
