@@ -4,11 +4,12 @@
 #                      --jobs REGEX --programs vello,gegl --threads 2 --baseline noop|copy --json FILE)
 #   bench.sh quick     loading, converting and saving, ours alone
 #   bench.sh kernels   every kind of kernel
+#   bench.sh scaling   two threads against one, over every kind of kernel
 #   bench.sh color     runs of colour filters against a bare conversion
 #   bench.sh stack     a stack from 1 to 100 megapixels
 #   bench.sh preview   frames while a control is turned
 #   bench.sh sliders   every filter at its defaults and at its sliders' ends
-# Without WHAT: peers at 24 megapixels. The last five take Google Benchmark's options (--benchmark_filter=REGEX).
+# Without WHAT: peers at 24 megapixels. The last six take Google Benchmark's options (--benchmark_filter=REGEX).
 set -euo pipefail
 . "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
@@ -16,8 +17,8 @@ what=${1:-peers}
 [ $# -eq 0 ] || shift
 case $what in
   peers | quick) targets=(vello peers) ;;
-  kernels | color | stack | preview | sliders) targets=("${what}_bench") ;;
-  *) fail "usage: bench.sh [peers|quick|kernels|color|stack|preview|sliders] [OPTION...]" ;;
+  kernels | scaling | color | stack | preview | sliders) targets=("${what}_bench") ;;
+  *) fail "usage: bench.sh [peers|quick|kernels|scaling|color|stack|preview|sliders] [OPTION...]" ;;
 esac
 
 "$root/scripts/setup.sh" "$([ "$what" != peers ] || echo --bench)"
