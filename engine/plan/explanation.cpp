@@ -63,7 +63,7 @@ std::string nameOf(const Step& step) {
     case Step::Op::empty:
       return "nothing";
     case Step::Op::sample:
-      return step.edges[0].exact ? "texels" : step.followsRows() ? "scaled texels" : "interpolated samples";
+      return step.copiesTexels() ? "texels" : step.followsRows() ? "scaled texels" : "interpolated samples";
     case Step::Op::stored:
       return step.stored ? "samples of an earlier render" : "kept samples";
     case Step::Op::crop:

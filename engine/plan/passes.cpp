@@ -9,11 +9,9 @@ namespace {
 
 bool isKernel(const Step& step, Kind kind) { return step.ops && step.ops->kind == kind; }
 
-bool copiesTexels(const Step& step) { return step.op == Step::Op::sample && step.edges[0].exact; }
-
 // Reading texels again costs no more than reading kept samples.
 bool isCheap(const Step& step) {
-  return step.op == Step::Op::empty || step.op == Step::Op::stored || copiesTexels(step);
+  return step.op == Step::Op::empty || step.op == Step::Op::stored || step.copiesTexels();
 }
 
 // How `user` reads its input number n.

@@ -60,6 +60,7 @@ struct Step {
   std::vector<LineTap> line;
   int64_t reach = 0, rise = 0;  // area, line: in samples to either side, in rows above and below
 
+  bool copiesTexels() const { return op == Op::sample && edges[0].exact; }
   // Every row of its samples lies on one row of a bitmap's texels, or between two.
   bool followsRows() const { return op == Op::sample && edges[0].source && edges[0].toGrid.b == 0; }
 };

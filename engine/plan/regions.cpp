@@ -162,8 +162,8 @@ class Demand {
   void askEdge(size_t k, const GridEdge& edge, const IndexRect& box) {
     found_.edges[k].push_back(box);
     // Texels to interpolate between are decoded for every tile.
-    const bool exact = edge.exact && program_.steps[k].op == Step::Op::sample;
-    if (edge.source && !exact) found_.samples += box.area(), found_.work += box.area();
+    if (edge.source && !program_.steps[k].copiesTexels())
+      found_.samples += box.area(), found_.work += box.area();
     ask(edge.step, box);
   }
 

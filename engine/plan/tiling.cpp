@@ -14,6 +14,7 @@ namespace {
 
 constexpr double kSampleBytes = 4 * sizeof(float);
 constexpr int64_t kLeastRows = 8;                      // of a tile
+constexpr size_t kLongRecipe = 50;                     // steps: fewer tiles are looked at
 constexpr int64_t kSquareStep = 64, kColumnStep = 16;  // of the sides of tiles, and of the widths of columns
 
 // Of a core's second-level cache.
@@ -130,11 +131,10 @@ std::vector<int64_t> typicalOf(int64_t parts, int64_t most) {
 // middle, and the corners where tiles differ much.
 std::vector<IndexRect> typicalTiles(const Program& program, const Passes& passes, const Tiles& tiles) {
   if (!interpolates(passes)) {
-    const bool quick = program.steps.size() < 50;
+    const int64_t columns = program.steps.size() < kLongRecipe ? 24 : 4, rows = 4;
     std::vector<IndexRect> some;
-    for (const int64_t row : typicalOf(tiles.down(), 4))
-      for (const int64_t column : typicalOf(tiles.across(), quick ? 24 : 4))
-        some.push_back(tiles.at(column, row));
+    for (const int64_t row : typicalOf(tiles.down(), rows))
+      for (const int64_t column : typicalOf(tiles.across(), columns)) some.push_back(tiles.at(column, row));
     return some;
   }
   const IndexRect& frame = tiles.frame;
