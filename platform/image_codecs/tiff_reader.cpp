@@ -2,6 +2,7 @@
 #include <bit>
 #include <cstring>
 #include <numeric>
+#include <optional>
 
 #include "platform/image_codecs/image_codec.h"
 #include "platform/image_codecs/tiff_file.h"
@@ -61,21 +62,23 @@ class DirectDecoder : public PictureDecoder {
   const bool asTheyAre_;
 };
 
-// Every plane has a handle of its own, so that each reads its strips from the first row to the last.
+// Every plane has a handle of its own, so that each reads its strips from the first row to the last. Rows
+// that are not compressed are read without the library, which takes whole strips and copies them.
 class StripDecoder final : public DirectDecoder {
  public:
   using DirectDecoder::DirectDecoder;
   std::string start(const DecodeRequest& request);
-  int64_t heldBytes() const override { return plainStrips_ ? 0 : largestStrip_ * int64_t(planes()); }
+  int64_t heldBytes() const override { return isCompressed() ? largestStrip_ * int64_t(planes()) : 0; }
   std::string decode(int64_t rows) override;
 
  private:
-  bool readRow(size_t plane);
-  bool readPlainRow(TIFF* tiff, uint16_t plane, const ByteSource& source, uint8_t* to) const;
+  bool isCompressed() const { return tags_.compression != COMPRESSION_NONE; }
+  std::optional<int64_t> placeOf(int64_t row, size_t plane) const;
+  int64_t adjoiningRows(int64_t end) const;
+  bool readUncompressed(size_t plane, int64_t rows, uint8_t* to) const;
+  bool readRows(size_t plane, int64_t rows);
 
   int64_t largestStrip_ = 0, rowsPerStrip_ = 0;
-  bool plainStrips_ =
-      false;  // so large and not compressed: better read without the library, which takes whole strips
 };
 
 std::string StripDecoder::start(const DecodeRequest& request) {
@@ -93,7 +96,6 @@ std::string StripDecoder::start(const DecodeRequest& request) {
   // Compressed, it can be as long as it likes, but not longer than the file.
   largestStrip_ = std::min(largestStrip_, request.source.size());
   if (largestStrip_ < kLargeStrip) largestStrip_ = 0;
-  plainStrips_ = largestStrip_ > 0 && tags_.compression == COMPRESSION_NONE;
   while (files_.size() < planes()) {
     files_.push_back(std::make_unique<TiffFile>(request.source, request.memory));
     if (!files_.back()->handle()) return damaged(files_.size() - 1);
@@ -101,41 +103,60 @@ std::string StripDecoder::start(const DecodeRequest& request) {
   return {};
 }
 
-// What the library would do to a row of a strip that is not compressed.
-bool StripDecoder::readPlainRow(TIFF* tiff, uint16_t plane, const ByteSource& source, uint8_t* to) const {
-  const uint32_t strip = TIFFComputeStrip(tiff, static_cast<uint32_t>(finishedRows_), plane);
+// In the file; nothing when its strip does not hold the row.
+std::optional<int64_t> StripDecoder::placeOf(int64_t row, size_t plane) const {
+  TIFF* tiff = files_[plane]->handle();
+  const uint32_t strip = TIFFComputeStrip(tiff, static_cast<uint32_t>(row), planeOf(plane));
   const auto rowBytes = static_cast<int64_t>(buffer_.size());
-  const int64_t inStrip = finishedRows_ % rowsPerStrip_ * rowBytes;
+  const int64_t inStrip = row % rowsPerStrip_ * rowBytes;
   const uint64_t begin = TIFFGetStrileOffset(tiff, strip), length = TIFFGetStrileByteCount(tiff, strip);
-  const auto fileSize = static_cast<uint64_t>(source.size());
-  if (begin > fileSize || length < static_cast<uint64_t>(inStrip + rowBytes)) return false;
-  if (source.read(static_cast<int64_t>(begin) + inStrip, to, buffer_.size()) != buffer_.size()) return false;
-  if (tags_.fillOrder == FILLORDER_LSB2MSB) TIFFReverseBits(to, rowBytes);
-  if (!TIFFIsByteSwapped(tiff)) return true;
-  if (tags_.bits == 16) TIFFSwabArrayOfShort(reinterpret_cast<uint16_t*>(to), rowBytes / 2);
-  if (tags_.bits == 32) TIFFSwabArrayOfLong(reinterpret_cast<uint32_t*>(to), rowBytes / 4);
-  if (tags_.bits == 64) TIFFSwabArrayOfDouble(reinterpret_cast<double*>(to), rowBytes / 8);
+  if (begin > static_cast<uint64_t>(files_[plane]->source().size())) return std::nullopt;
+  if (length < static_cast<uint64_t>(inStrip + rowBytes)) return std::nullopt;
+  return static_cast<int64_t>(begin) + inStrip;
+}
+
+// From the first that is not finished; what lies together in the file is read at once.
+int64_t StripDecoder::adjoiningRows(int64_t end) const {
+  const std::optional<int64_t> first = placeOf(finishedRows_, 0);
+  const auto rowBytes = static_cast<int64_t>(buffer_.size());
+  int64_t rows = 1;
+  while (first && finishedRows_ + rows < end && placeOf(finishedRows_ + rows, 0) == *first + rows * rowBytes)
+    ++rows;
+  return rows;
+}
+
+// Does to the samples what the library would do.
+bool StripDecoder::readUncompressed(size_t plane, int64_t rows, uint8_t* to) const {
+  const std::optional<int64_t> place = placeOf(finishedRows_, plane);
+  const auto bytes = rows * static_cast<int64_t>(buffer_.size());
+  const auto wanted = static_cast<size_t>(bytes);
+  if (!place || files_[plane]->source().read(*place, to, wanted) != wanted) return false;
+  if (tags_.fillOrder == FILLORDER_LSB2MSB) TIFFReverseBits(to, bytes);
+  if (!TIFFIsByteSwapped(files_[plane]->handle())) return true;
+  if (tags_.bits == 16) TIFFSwabArrayOfShort(reinterpret_cast<uint16_t*>(to), bytes / 2);
+  if (tags_.bits == 32) TIFFSwabArrayOfLong(reinterpret_cast<uint32_t*>(to), bytes / 4);
+  if (tags_.bits == 64) TIFFSwabArrayOfDouble(reinterpret_cast<double*>(to), bytes / 8);
   return true;
 }
 
-bool StripDecoder::readRow(size_t plane) {
-  TIFF* tiff = files_[plane]->handle();
-  const uint16_t sample = planeOf(plane);
-  uint8_t* const row = image_.row(finishedRows_);
-  uint8_t* const to = asTheyAre() ? row : buffer_.data();
-  const bool ok = plainStrips_
-                      ? readPlainRow(tiff, sample, files_[plane]->source(), to)
-                      : TIFFReadScanline(tiff, to, static_cast<uint32_t>(finishedRows_), sample) >= 0;
-  if (ok && to != row) copy(to, image_.layout.width, plane, row);
+bool StripDecoder::readRows(size_t plane, int64_t rows) {
+  uint8_t* const target = image_.row(finishedRows_);
+  uint8_t* const to = asTheyAre() ? target : buffer_.data();
+  const bool ok = isCompressed() ? TIFFReadScanline(files_[plane]->handle(), to,
+                                                    static_cast<uint32_t>(finishedRows_), planeOf(plane)) >= 0
+                                 : readUncompressed(plane, rows, to);
+  if (ok && to != target) copy(to, image_.layout.width, plane, target);
   return ok;
 }
 
 std::string StripDecoder::decode(int64_t rows) {
   const int64_t end = std::min(finishedRows_ + rows, image_.layout.height);
-  for (; finishedRows_ < end; ++finishedRows_) {
+  while (finishedRows_ < end) {
+    const int64_t together = asTheyAre() && !isCompressed() ? adjoiningRows(end) : 1;
     for (size_t k = 0; k < planes(); ++k) {
-      if (!readRow(k)) return damaged(k);
+      if (!readRows(k, together)) return damaged(k);
     }
+    finishedRows_ += together;
   }
   return {};
 }

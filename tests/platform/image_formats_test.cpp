@@ -44,6 +44,9 @@ int paletteColor(const Bitmap& written, int64_t x, int64_t y, int k) {
 }
 
 const TiffRow kTiffRows[] = {
+    {"MixedStrips", 8, 3, {.rowsPerStrip = 1, .mixed = true}, 3},
+    {"BigEndianRGB16", 16, 3, {.mode = "wb"}, 3},
+    {"UncompressedPlanarRGB", 8, 3, {.planar = kPlanes}, 3},
     {"PlanarRGB", 8, 3, {.planar = kPlanes, .compression = COMPRESSION_LZW}, 3},
     {"TiledRGB16", 16, 3, {.compression = COMPRESSION_ADOBE_DEFLATE, .tile = 16}, 3},
     {"TiledPlanarRGB", 8, 3, {.planar = kPlanes, .tile = 16}, 3},

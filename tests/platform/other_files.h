@@ -23,6 +23,7 @@ struct TiffForm {
   uint16_t compression = COMPRESSION_NONE;
   int tile = 0;                // its side; 0: strips
   uint32_t rowsPerStrip = 16;  // 0: one strip
+  bool mixed = false;          // strips of one row, of which there are odd many, in no order
   uint16_t photometric = PHOTOMETRIC_RGB;
   uint16_t orientation = 1;
   uint16_t bits = 0;  // 0: as the bitmap has; fewer: its bytes hold several samples
@@ -83,7 +84,8 @@ inline void writeTiff(const std::string& path, const Bitmap& bitmap, const TiffF
     return bytes;
   };
   for (int plane = 0; plane < (separate ? layout.componentsPerPixel : 1); ++plane) {
-    for (int64_t y = 0; y < layout.height && form.tile == 0; ++y) {
+    for (int64_t k = 0; k < layout.height && form.tile == 0; ++k) {
+      const int64_t y = form.mixed ? 2 * k % layout.height : k;
       std::vector<uint8_t> row = run(0, y, layout.width, plane);
       TIFFWriteScanline(tiff, row.data(), static_cast<uint32_t>(y), static_cast<uint16_t>(plane));
     }
