@@ -19,11 +19,16 @@ std::string megabytes(int64_t bytes) { return std::to_string((bytes + 999'999) /
 }  // namespace
 
 std::shared_ptr<PictureMemory> PictureMemory::inMemory(int64_t bytes, std::string* error) {
-  void* memory = mmap(nullptr, static_cast<size_t>(bytes), PROT_READ | PROT_WRITE,
-                      MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  // Only whole pages of the system's can be moved as one, so the picture begins where one does.
+  const size_t reserved = static_cast<size_t>(bytes + kLargePage);
+  void* const memory =
+      mmap(nullptr, reserved, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
   if (memory == MAP_FAILED) return *error = "not enough memory for " + megabytes(bytes), nullptr;
-  madvise(memory, static_cast<size_t>(bytes), MADV_HUGEPAGE);
-  return std::shared_ptr<PictureMemory>(new PictureMemory(static_cast<uint8_t*>(memory), bytes, false));
+  madvise(memory, reserved, MADV_HUGEPAGE);
+  auto* const begin = static_cast<uint8_t*>(memory);
+  const auto unaligned = static_cast<int64_t>(reinterpret_cast<uintptr_t>(begin) % kLargePage);
+  return std::shared_ptr<PictureMemory>(
+      new PictureMemory({begin, reserved}, begin + (kLargePage - unaligned) % kLargePage, bytes, false));
 }
 
 std::shared_ptr<PictureMemory> PictureMemory::inTemporaryFile(int64_t bytes, const std::string& folder,
@@ -33,10 +38,11 @@ std::shared_ptr<PictureMemory> PictureMemory::inTemporaryFile(int64_t bytes, con
   void* memory = mmap(nullptr, static_cast<size_t>(bytes), PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
   close(descriptor);
   if (memory == MAP_FAILED) return *error = "not enough memory for " + megabytes(bytes), nullptr;
-  return std::shared_ptr<PictureMemory>(new PictureMemory(static_cast<uint8_t*>(memory), bytes, true));
+  return std::shared_ptr<PictureMemory>(
+      new PictureMemory({memory, static_cast<size_t>(bytes)}, static_cast<uint8_t*>(memory), bytes, true));
 }
 
-PictureMemory::~PictureMemory() { munmap(bytes_, static_cast<size_t>(size_)); }
+PictureMemory::~PictureMemory() { munmap(mapping_.begin, mapping_.size); }
 
 // The system clears every page it hands out, which takes longer than to write a picture's rows into it.
 void PictureMemory::moveTo(int64_t fresh, int64_t end) {

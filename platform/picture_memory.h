@@ -1,6 +1,7 @@
 // Memory of a whole picture that takes room only where it was written, and can be given back in parts.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -26,9 +27,15 @@ class PictureMemory {
   void release(int64_t end, int64_t fresh);
 
  private:
-  PictureMemory(uint8_t* bytes, int64_t size, bool inFile) : bytes_(bytes), size_(size), inFile_(inFile) {}
+  struct Mapping {
+    void* begin;
+    size_t size;
+  };
+  PictureMemory(Mapping mapping, uint8_t* bytes, int64_t size, bool inFile)
+      : mapping_(mapping), bytes_(bytes), size_(size), inFile_(inFile) {}
   void moveTo(int64_t fresh, int64_t end);
 
+  const Mapping mapping_;
   uint8_t* const bytes_;
   const int64_t size_;
   const bool inFile_;
