@@ -44,7 +44,7 @@ void make(void* at, const Values& values, const Given& given) {
   if (filter.prepare) filter.prepare(unitValues, kernel->parameters());
 }
 
-void run(const void* at, const Run* images, Places places, Run out, int n) {
+void run(const void* at, const Run* images, Places places, const Run& out, int n) {
   const UnitKernel& kernel = as(at);
   VelloUnitSamples image{};
   if (images) image = {images->r, images->g, images->b, images->a};

@@ -72,11 +72,11 @@ struct Window {
 // The loops over a run of samples, compiled for one instruction set.
 struct KernelLoops {
   // point, blend, generate; `out` may be one of the inputs
-  void (*run)(const void* kernel, const Run* images, Places, Run out, int n) = nullptr;
+  void (*run)(const void* kernel, const Run* images, Places, const Run& out, int n) = nullptr;
   // warp
-  void (*moves)(const void* kernel, Places, MoveRun out, int n) = nullptr;
+  void (*moves)(const void* kernel, Places, const MoveRun& out, int n) = nullptr;
   // area; `rows` is the row of the centres, which begin at its first sample
-  void (*windows)(const void* kernel, const Run* rows, Run out, int n) = nullptr;
+  void (*windows)(const void* kernel, const Run* rows, const Run& out, int n) = nullptr;
 };
 
 struct EightBitFrame {

@@ -133,7 +133,7 @@ Px sample(const void* kernel, const Px* images, At at) {
 }
 
 template <class K, int N>
-KERNEL void runLoop(const void* kernel, const Run* images, Places places, Run out, int n) {
+KERNEL void runLoop(const void* kernel, const Run* images, Places places, const Run& out, int n) {
   const K k = as<K>(kernel);
   Run in[N > 0 ? N : 1];
   for (int image = 0; image < N; ++image) in[image] = images[image];
@@ -163,7 +163,7 @@ KERNEL void runLoop(const void* kernel, const Run* images, Places places, Run ou
   VELLO_LOOP(name##V3, VELLO_V3, loop, parameters, arguments) \
   VELLO_LOOP(name##V4, VELLO_V4, loop, parameters, arguments)
 
-VELLO_LOOPS(run, runLoop, (const void* kernel, const Run* images, Places places, Run out, int n),
+VELLO_LOOPS(run, runLoop, (const void* kernel, const Run* images, Places places, const Run& out, int n),
             (kernel, images, places, out, n))
 
 template <class K, int N>
@@ -178,7 +178,7 @@ constexpr KernelOps colour(Kind kind, CGRect (*extent)(const Values&, View<CGRec
 }
 
 template <class K, int N>
-KERNEL void moveLoop(const void* kernel, Places places, MoveRun out, int n) {
+KERNEL void moveLoop(const void* kernel, Places places, const MoveRun& out, int n) {
   const K k = as<K>(kernel);
   float *const dx = out.dx, *const dy = out.dy, *const gain = out.gain;
   VELLO_INDEPENDENT_LOOP
@@ -190,11 +190,11 @@ KERNEL void moveLoop(const void* kernel, Places places, MoveRun out, int n) {
   }
 }
 
-VELLO_LOOPS(moves, moveLoop, (const void* kernel, Places places, MoveRun out, int n),
+VELLO_LOOPS(moves, moveLoop, (const void* kernel, Places places, const MoveRun& out, int n),
             (kernel, places, out, n))
 
 template <class K, int N>
-KERNEL void windowLoop(const void* kernel, const Run* rows, Run out, int n) {
+KERNEL void windowLoop(const void* kernel, const Run* rows, const Run& out, int n) {
   const K k = as<K>(kernel);
   float *const r = out.r, *const g = out.g, *const b = out.b, *const a = out.a;
   VELLO_INDEPENDENT_LOOP
@@ -207,7 +207,7 @@ KERNEL void windowLoop(const void* kernel, const Run* rows, Run out, int n) {
   }
 }
 
-VELLO_LOOPS(windows, windowLoop, (const void* kernel, const Run* rows, Run out, int n),
+VELLO_LOOPS(windows, windowLoop, (const void* kernel, const Run* rows, const Run& out, int n),
             (kernel, rows, out, n))
 
 template <class K, int N>

@@ -39,8 +39,8 @@ void gridRun(const Step& step, int64_t j, int64_t i, int n, InstructionSet set, 
   } else {
     std::fill_n(out.gain, n, 1.0f);
   }
-  const RowPlaces row{l.ox, static_cast<double>(i), l.pitch};
-  loops.gridPlaces({row, l.y(j), moves ? dx : nullptr, moves ? dy : nullptr, t.a, t.b, t.c, t.d, t.tx, t.ty},
+  const float *const mx = moves ? dx : nullptr, *const my = moves ? dy : nullptr;
+  loops.gridPlaces({{l.ox, static_cast<double>(i), l.pitch}, l.y(j), mx, my, t.a, t.b, t.c, t.d, t.tx, t.ty},
                    out.u, out.v, n);
 }
 
@@ -49,8 +49,9 @@ void gridRun(const Step& step, const ScaledCopy& copy, int64_t j, int64_t i, int
   const double s = copy.scale, x = step.anchor.x * (1 - s), y = step.anchor.y * (1 - s);
   const CGAffineTransform t = CGAffineTransformConcat({s, 0, 0, s, x, y}, step.edges[0].toGrid);
   const Lattice& l = step.lattice;
-  const RowPlaces row{l.ox, static_cast<double>(i), l.pitch};
-  rowLoops(set).gridPlaces({row, l.y(j), nullptr, nullptr, t.a, t.b, t.c, t.d, t.tx, t.ty}, out.u, out.v, n);
+  rowLoops(set).gridPlaces(
+      {{l.ox, static_cast<double>(i), l.pitch}, l.y(j), nullptr, nullptr, t.a, t.b, t.c, t.d, t.tx, t.ty},
+      out.u, out.v, n);
 }
 
 GridPoint gridPoint(const Step& step, const GridEdge& edge, int64_t i, int64_t j, Move move) {

@@ -49,6 +49,7 @@ class Scratch {
 
 inline Run advanced(const Run& r, int64_t by) { return {r.r + by, r.g + by, r.b + by, r.a + by}; }
 inline void clearRun(const Run& r, int64_t n) {
+  if (n == 0) return;
   for (float* p : {r.r, r.g, r.b, r.a}) std::memset(p, 0, static_cast<size_t>(n) * sizeof(float));
 }
 inline void copyRun(const Run& from, const Run& to, int64_t n) {

@@ -41,8 +41,10 @@ RowEvaluator::RowEvaluator(const Program& program, const Passes& passes, const I
     slots = std::max(slots, passes.list[p].slots);
     keep(p);
   }
-  work_->slots.resize(static_cast<size_t>(slots) * 4 * kRunLength);
-  work_->current.resize(static_cast<size_t>(slots));
+  work_->slotSamples.resize(static_cast<size_t>(slots) * 4 * kRunLength);
+  for (int k = 0; k < slots; ++k)
+    work_->slots.push_back(planesAt(work_->slotSamples.data() + int64_t{k} * 4 * kRunLength, kRunLength));
+  work_->current = work_->slots;
 }
 
 RowEvaluator::~RowEvaluator() = default;
@@ -109,7 +111,8 @@ void RowEvaluator::advance(int64_t rows, const Store& store) {
     const bool same = store.repeat && repeats(pass, next_) && store.repeat(next_, out_.x0, out_.width());
     for (int64_t i = out_.x0; !same && i < out_.x1; i += kRunLength) {
       const int n = static_cast<int>(std::min<int64_t>(kRunLength, out_.x1 - i));
-      store.row(next_, i, n, runPass(pass, next_, i, n, nullptr));
+      runPass(pass, next_, i, n, nullptr);
+      store.row(next_, i, n, work_->current[static_cast<size_t>(pass.ops.back().slot)]);
     }
     release(pass, index, next_ > out_.y0 ? next_ - 1 : kNoRows);
   }
@@ -124,7 +127,7 @@ bool RowEvaluator::repeats(const Pass& pass, int64_t j) const {
 }
 
 double RowEvaluator::bytes() const {
-  double all = static_cast<double>(work_->slots.size() * sizeof(float));
+  double all = static_cast<double>(work_->slotSamples.size() * sizeof(float));
   for (const auto& kept : kept_)
     if (kept) all += kept->ring.bytes() + (kept->filter ? kept->filter->bytes() : 0);
   for (const std::vector<Grid>& grids : grids_)
@@ -256,38 +259,29 @@ int64_t* RowEvaluator::wantedBy(int step, int edge) {
   return nullptr;
 }
 
-// Samples [i, ...) of a kept row; transparent outside what is computed.
-Run RowEvaluator::rowOf(int step, int64_t j, int64_t i) const {
-  const int by = passes_.keptBy[static_cast<size_t>(step)];
-  const Kept* kept = by < 0 ? nullptr : kept_[static_cast<size_t>(by)].get();
-  if (!kept || j < kept->region.y0 || j >= kept->region.y1) return work_->transparent();
-  return advanced(kept->ring.at(j), i - kept->columns.begin);
-}
-
-// The last operation writes to `into`, where there is one. Returns the samples.
-Run RowEvaluator::runPass(const Pass& pass, int64_t j, int64_t i, int n, const Run* into) {
-  Run result{};
+// The last operation writes to `into`, where there is one. Where runs lie is told by reference: pointers that
+// were just stored one by one and are copied as wide words make the processor wait for every store before.
+void RowEvaluator::runPass(const Pass& pass, int64_t j, int64_t i, int n, const Run* into) {
   for (size_t k = 0; k < pass.ops.size(); ++k) {
     const RunOp& op = pass.ops[k];
-    const bool last = into && k + 1 == pass.ops.size();
-    const Run to = last ? *into : work_->slot(op.slot);
-    result = to;
+    const bool last = into && k + 1 == pass.ops.size(), load = op.type == RunOp::Type::load;
+    const Run& to = last ? *into : work_->slots[static_cast<size_t>(op.slot)];
+    Run& current = work_->current[static_cast<size_t>(op.slot)];
+    if (load && !last) {
+      current = rowOf(op.step, j, i);
+      continue;
+    }
     if (op.type == RunOp::Type::compute) {
-      if (last || !liesReady(op, j, i, n, result)) compute(op, j, i, n, to);
+      if (!last && liesReady(op, j, i, n, current)) continue;
+      compute(op, j, i, n, to);
     } else {
-      const bool load = op.type == RunOp::Type::load;
       const Run from = load ? rowOf(op.step, j, i) : work_->current[static_cast<size_t>(op.inputs[0])];
-      if (load && !last) {
-        result = from;
-      } else if (from.r != to.r) {
-        copyRun(from, to, n);
-      }
+      if (from.r != to.r) copyRun(from, to, n);
       if (op.type == RunOp::Type::straighten) straighten(to, n);
       if (op.type == RunOp::Type::premultiply) premultiply(to, n);
     }
-    work_->current[static_cast<size_t>(op.slot)] = result;
+    if (!last) current = to;
   }
-  return result;
 }
 
 // Whether samples that an earlier render has left can be read where they lie.

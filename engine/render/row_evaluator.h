@@ -65,7 +65,7 @@ class RowEvaluator {
   int64_t* wantedBy(int step, int edge);
   Run rowOf(int step, int64_t j, int64_t i) const;
 
-  Run runPass(const Pass& pass, int64_t j, int64_t i, int n, const Run* into);
+  void runPass(const Pass& pass, int64_t j, int64_t i, int n, const Run* into);
   bool liesReady(const RunOp& op, int64_t j, int64_t i, int n, Run& out) const;
   void compute(const RunOp& op, int64_t j, int64_t i, int n, const Run& out);
   Run input(const RunOp& op, size_t which) const;

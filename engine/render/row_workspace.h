@@ -31,7 +31,8 @@ struct RowEvaluator::Kept {
 };
 
 struct RowEvaluator::Workspace {
-  std::vector<float> slots;  // runs of kRunLength samples
+  std::vector<float> slotSamples;
+  std::vector<Run> slots;    // of kRunLength samples
   std::vector<Run> current;  // where each slot's value lies
   std::vector<float> zeros;  // a transparent row, and as much before it as windows reach
   int64_t reach = 0;
@@ -51,7 +52,14 @@ struct RowEvaluator::Workspace {
     float* p = zeros.data() + reach;
     return {p, p, p, p};
   }
-  Run slot(int k) { return planesAt(slots.data() + static_cast<int64_t>(k) * 4 * kRunLength, kRunLength); }
 };
+
+// Samples [i, ...) of a kept row; transparent outside what is computed.
+inline Run RowEvaluator::rowOf(int step, int64_t j, int64_t i) const {
+  const int by = passes_.keptBy[static_cast<size_t>(step)];
+  const Kept* kept = by < 0 ? nullptr : kept_[static_cast<size_t>(by)].get();
+  if (!kept || j < kept->region.y0 || j >= kept->region.y1) return work_->transparent();
+  return advanced(kept->ring.at(j), i - kept->columns.begin);
+}
 
 }  // namespace vello
