@@ -38,6 +38,13 @@ inline constexpr int kInstructionSets = 3;
 #define VELLO_INDEPENDENT_LOOP _Pragma("GCC ivdep")
 #endif
 
+// Says of the loop that follows that it is worth some more code.
+#if defined(__clang__)
+#define VELLO_UNROLLED_LOOP _Pragma("clang loop unroll_count(8)")
+#else
+#define VELLO_UNROLLED_LOOP _Pragma("GCC unroll 8")
+#endif
+
 // The widest this machine has.
 InstructionSet bestInstructionSet();
 // "baseline", "x86-64-v3" or "x86-64-v4".

@@ -15,13 +15,14 @@ namespace vello {
 namespace {
 
 constexpr int kBlock = 256;  // pixels worked on at a time, so that they stay in the first cache
+constexpr int kCacheLine = 64;
 
 struct Block {
   float r[kBlock], g[kBlock], b[kBlock], a[kBlock];
   PlanarRun run() { return {r, g, b, a}; }
 };
 
-PlanarRun advanced(PlanarRun run, int by) { return {run.r + by, run.g + by, run.b + by, run.a + by}; }
+PlanarRun advanced(const PlanarRun& run, int by) { return {run.r + by, run.g + by, run.b + by, run.a + by}; }
 
 // What premultiplied colour is divided and multiplied by.
 inline float divisor(float alpha) { return alpha == 0 ? 1 : alpha; }
@@ -53,17 +54,17 @@ bool allOpaque(const float* alpha, int n) {
   return others == 0;
 }
 
-void multiply(int n, PlanarRun c, const float* by, const PixelLoops& loops) {
+void multiply(int n, const PlanarRun& c, const float* by, const PixelLoops& loops) {
   for (float* channel : {c.r, c.g, c.b}) loops.multiply(channel, by, n);
 }
 
-void divideByAlpha(int n, const PlanarRun& in, PlanarRun out, const PixelLoops& loops) {
+void divideByAlpha(int n, const PlanarRun& in, const PlanarRun& out, const PixelLoops& loops) {
   loops.divideByAlpha(in.r, in.a, out.r, n);
   loops.divideByAlpha(in.g, in.a, out.g, n);
   loops.divideByAlpha(in.b, in.a, out.b, n);
 }
 
-void multiplyByAlpha(int n, PlanarRun c) {
+void multiplyByAlpha(int n, const PlanarRun& c) {
   for (int i = 0; i < n; ++i) {
     const float d = divisor(c.a[i]);
     c.r[i] *= d, c.g[i] *= d, c.b[i] *= d;
@@ -125,21 +126,21 @@ struct PixelReader::State {
     return bitmap.row(row) + x * bitmap.layout().bytesPerPixel();
   }
 
-  void decode(int n, PlanarRun c) const;
-  void decodeBetween(int n, PlanarRun c) const;
-  void linearizeBlock(int n, PlanarRun c) const;
+  void decode(int n, const PlanarRun& c) const;
+  void decodeBetween(int n, const PlanarRun& c) const;
+  void linearizeBlock(int n, const PlanarRun& c) const;
   void readAlpha(const uint8_t* p, int n, float* a) const;
   void readComponent(const uint8_t* p, int64_t offset, int n, float* values) const;
-  void readStored(const uint8_t* p, int n, PlanarRun out) const;
-  void straightLightByTables(const uint8_t* p, int n, PlanarRun out) const;
-  void straightLightByTransform(const uint8_t* p, int n, PlanarRun out) const;
-  void straightLight(const uint8_t* p, int n, PlanarRun out) const;
-  void premultiply(int n, PlanarRun c) const;
-  void readLinearBlock(const uint8_t* p, int n, PlanarRun out) const;
-  void readEncodedBlock(const uint8_t* p, int n, PlanarRun out) const;
+  void readStored(const uint8_t* p, int n, const PlanarRun& out) const;
+  void straightLightByTables(const uint8_t* p, int n, const PlanarRun& out) const;
+  void straightLightByTransform(const uint8_t* p, int n, const PlanarRun& out) const;
+  void straightLight(const uint8_t* p, int n, const PlanarRun& out) const;
+  void premultiply(int n, const PlanarRun& c) const;
+  void readLinearBlock(const uint8_t* p, int n, const PlanarRun& out) const;
+  void readEncodedBlock(const uint8_t* p, int n, const PlanarRun& out) const;
 };
 
-void PixelReader::State::decode(int n, PlanarRun c) const {
+void PixelReader::State::decode(int n, const PlanarRun& c) const {
   float* channels[3] = {c.r, c.g, c.b};
   for (int k = 0; k < 3; ++k) {
     const CurveTable& table = curves[k]->decoder();
@@ -148,7 +149,7 @@ void PixelReader::State::decode(int n, PlanarRun c) const {
 }
 
 // Of values between texels, which need no more than light's own precision.
-void PixelReader::State::decodeBetween(int n, PlanarRun c) const {
+void PixelReader::State::decodeBetween(int n, const PlanarRun& c) const {
   float* channels[3] = {c.r, c.g, c.b};
   float light[kBlock];
   for (int k = 0; k < 3; ++k) {
@@ -188,7 +189,7 @@ void PixelReader::State::readAlpha(const uint8_t* p, int n, float* a) const {
   if (bitmap.layout().hasAlpha()) {
     readComponent(p, offsets.alpha, n, a);
   } else {
-    std::fill_n(a, n, 1.0f);
+    loops.fill(1, n, a);
   }
 }
 
@@ -199,7 +200,7 @@ void widen(const uint8_t* pixels, int n, uint8_t* words) {
 }
 
 // Colour as stored, grey in all three channels. Not for other models.
-void PixelReader::State::readStored(const uint8_t* p, int n, PlanarRun out) const {
+void PixelReader::State::readStored(const uint8_t* p, int n, const PlanarRun& out) const {
   float* channels[3] = {out.r, out.g, out.b};
   readAlpha(p, n, out.a);
   const int colors = bitmap.layout().colorComponents();
@@ -220,17 +221,17 @@ void PixelReader::State::readStored(const uint8_t* p, int n, PlanarRun out) cons
   }
 }
 
-void PixelReader::State::straightLightByTables(const uint8_t* p, int n, PlanarRun out) const {
+void PixelReader::State::straightLightByTables(const uint8_t* p, int n, const PlanarRun& out) const {
   const PixelLayout& layout = bitmap.layout();
   const int64_t step = layout.bytesPerPixel();
   const bool gray = layout.colorComponents() == 1;
   const int64_t ro = offsets.color[0], go = gray ? ro : offsets.color[1], bo = gray ? ro : offsets.color[2];
   const float *rt = byteTables[0], *gt = byteTables[1], *bt = byteTables[2];
   readAlpha(p, n, out.a);
-  if (step == 4 && (!layout.premultiplied() || allOpaque(out.a, n))) {
+  if ((step == 3 || step == 4) && (!layout.premultiplied() || allOpaque(out.a, n))) {
     const int places[] = {static_cast<int>(ro), static_cast<int>(go), static_cast<int>(bo)};
     float* const results[] = {out.r, out.g, out.b};
-    return loops.lookUp(p, places, byteTables, n, results);
+    return loops.lookUp(p, static_cast<int>(step), places, byteTables, n, results);
   }
   if (!layout.premultiplied()) {
     for (int i = 0; i < n; ++i, p += step) {
@@ -252,7 +253,7 @@ void PixelReader::State::straightLightByTables(const uint8_t* p, int n, PlanarRu
   }
 }
 
-void PixelReader::State::straightLightByTransform(const uint8_t* p, int n, PlanarRun out) const {
+void PixelReader::State::straightLightByTransform(const uint8_t* p, int n, const PlanarRun& out) const {
   const PixelLayout& layout = bitmap.layout();
   const int colors = layout.colorComponents();
   float plane[kBlock], components[kBlock * 4], rgb[kBlock * 3];
@@ -271,7 +272,7 @@ void PixelReader::State::straightLightByTransform(const uint8_t* p, int n, Plana
 }
 
 // Of `encoded`'s primaries, not multiplied by alpha.
-void PixelReader::State::straightLight(const uint8_t* p, int n, PlanarRun out) const {
+void PixelReader::State::straightLight(const uint8_t* p, int n, const PlanarRun& out) const {
   if (byTables()) return straightLightByTables(p, n, out);
   if (!isMatrix()) return straightLightByTransform(p, n, out);
   readStored(p, n, out);
@@ -279,19 +280,19 @@ void PixelReader::State::straightLight(const uint8_t* p, int n, PlanarRun out) c
   decode(n, out);
 }
 
-void PixelReader::State::premultiply(int n, PlanarRun c) const {
+void PixelReader::State::premultiply(int n, const PlanarRun& c) const {
   if (!bitmap.layout().hasAlpha() || allOpaque(c.a, n)) return;
   if (bitmap.layout().premultiplied()) return multiplyByAlpha(n, c);
   multiply(n, c, c.a, loops);
 }
 
-void PixelReader::State::readLinearBlock(const uint8_t* p, int n, PlanarRun out) const {
+void PixelReader::State::readLinearBlock(const uint8_t* p, int n, const PlanarRun& out) const {
   straightLight(p, n, out);
   toWorking.apply(n, out.r, out.g, out.b);
   premultiply(n, out);
 }
 
-void PixelReader::State::readEncodedBlock(const uint8_t* p, int n, PlanarRun out) const {
+void PixelReader::State::readEncodedBlock(const uint8_t* p, int n, const PlanarRun& out) const {
   if (isMatrix()) {
     readStored(p, n, out);
     if (bitmap.layout().hasAlpha() && !bitmap.layout().premultiplied()) multiply(n, out, out.a, loops);
@@ -322,13 +323,19 @@ PixelReader::~PixelReader() = default;
 
 const Bitmap& PixelReader::bitmap() const { return state_->bitmap; }
 
-void PixelReader::readLinear(int64_t row, int64_t x, int n, PlanarRun out) const {
+void PixelReader::readLinear(int64_t row, int64_t x, int n, const PlanarRun& out) const {
+  // The same pixels of the row below are asked for: they are read next, mostly by somebody who reads a part
+  // of every row, where the processor does not see it coming.
+  if (row + 1 < bitmap().height()) {
+    const uint8_t *begin = state_->pixel(row + 1, x), *end = state_->pixel(row + 1, x + n);
+    for (const uint8_t* line = begin; line < end; line += kCacheLine) __builtin_prefetch(line);
+  }
   for (int done = 0; done < n; done += kBlock) {
     state_->readLinearBlock(state_->pixel(row, x + done), std::min(kBlock, n - done), advanced(out, done));
   }
 }
 
-void PixelReader::readEncoded(int64_t row, int64_t x, int n, PlanarRun out) const {
+void PixelReader::readEncoded(int64_t row, int64_t x, int n, const PlanarRun& out) const {
   for (int done = 0; done < n; done += kBlock) {
     state_->readEncodedBlock(state_->pixel(row, x + done), std::min(kBlock, n - done), advanced(out, done));
   }
@@ -336,12 +343,12 @@ void PixelReader::readEncoded(int64_t row, int64_t x, int n, PlanarRun out) cons
 
 const ColorSpacePtr& PixelReader::encodedSpace() const { return state_->encoded; }
 
-void PixelReader::linearize(int n, PlanarRun run) const {
+void PixelReader::linearize(int n, const PlanarRun& run) const {
   for (int done = 0; done < n; done += kBlock)
     state_->linearizeBlock(std::min(kBlock, n - done), advanced(run, done));
 }
 
-void PixelReader::State::linearizeBlock(int n, PlanarRun run) const {
+void PixelReader::State::linearizeBlock(int n, const PlanarRun& run) const {
   const bool weighted = !allOpaque(run.a, n);
   if (weighted) divideByAlpha(n, run, run, loops);
   decodeBetween(n, run);
@@ -349,7 +356,7 @@ void PixelReader::State::linearizeBlock(int n, PlanarRun run) const {
   if (weighted) multiplyByAlpha(n, run);
 }
 
-void PixelReader::encode(int n, PlanarRun run) const {
+void PixelReader::encode(int n, const PlanarRun& run) const {
   divideByAlpha(n, run, run, state_->loops);
   state_->fromWorking.apply(n, run.r, run.g, run.b);
   float* channels[3] = {run.r, run.g, run.b};
@@ -380,7 +387,7 @@ struct PixelWriter::State {
                    int32_t* codes) const;
   void writeEncoded(const float* light, const float* alpha, const ColorCurve& curve, int n, uint8_t* p) const;
   void writeAlpha(const float* alpha, int n, uint8_t* p) const;
-  void overBlack(const float* alpha, int n, PlanarRun c) const;
+  void overBlack(const float* alpha, int n, const PlanarRun& c) const;
   void writeEncodedBlock(const PlanarRun& in, int n, uint8_t* dest) const;
   void packBytes(int32_t (*codes)[kBlock], const float* alpha, bool weighted, int n, uint8_t* p) const;
   void store(double value, uint8_t* p) const;
@@ -510,7 +517,7 @@ void PixelWriter::State::writeEncodedBlock(const PlanarRun& in, int n, uint8_t* 
 }
 
 // Straight encoded colour to what its light is over black.
-void PixelWriter::State::overBlack(const float* alpha, int n, PlanarRun c) const {
+void PixelWriter::State::overBlack(const float* alpha, int n, const PlanarRun& c) const {
   float* const channels[3] = {c.r, c.g, c.b};
   for (int k = 0; k < 3; ++k) {
     const CurveTable &decoder = space->curve(k).decoder(), &encoder = space->curve(k).encoder();
@@ -529,14 +536,14 @@ PixelWriter::PixelWriter(const PixelLayout& layout, ColorSpacePtr space, const C
 
 PixelWriter::~PixelWriter() = default;
 
-void PixelWriter::write(PlanarRun linear, int n, uint8_t* dest) const {
+void PixelWriter::write(const PlanarRun& linear, int n, uint8_t* dest) const {
   const int64_t step = state_->layout.bytesPerPixel();
   for (int done = 0; done < n; done += kBlock) {
     state_->writeBlock(advanced(linear, done), std::min(kBlock, n - done), dest + done * step);
   }
 }
 
-void PixelWriter::writeEncoded(PlanarRun encoded, int n, uint8_t* dest) const {
+void PixelWriter::writeEncoded(const PlanarRun& encoded, int n, uint8_t* dest) const {
   const int64_t step = state_->layout.bytesPerPixel();
   for (int done = 0; done < n; done += kBlock)
     state_->writeEncodedBlock(advanced(encoded, done), std::min(kBlock, n - done), dest + done * step);

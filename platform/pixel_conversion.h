@@ -28,16 +28,16 @@ class PixelReader {
   const Bitmap& bitmap() const;
   // Pixels [x, x + n) of a row (0 is the top) as premultiplied linear colour. The range must lie inside the
   // bitmap.
-  void readLinear(int64_t row, int64_t x, int n, PlanarRun out) const;
+  void readLinear(int64_t row, int64_t x, int n, const PlanarRun& out) const;
   // The same pixels as premultiplied *encoded* colour of the bitmap's own space, for interpolation between
   // texels. A source that is not a matrix space gives sRGB-encoded colour.
-  void readEncoded(int64_t row, int64_t x, int n, PlanarRun out) const;
+  void readEncoded(int64_t row, int64_t x, int n, const PlanarRun& out) const;
   // The space of what readEncoded gives.
   const ColorSpacePtr& encodedSpace() const;
   // In place: premultiplied encoded (as readEncoded gives) to premultiplied linear. Alpha 0 divides by 1.
-  void linearize(int n, PlanarRun run) const;
+  void linearize(int n, const PlanarRun& run) const;
   // In place, the inverse of linearize, for what is averaged in linear light and kept encoded.
-  void encode(int n, PlanarRun run) const;
+  void encode(int n, const PlanarRun& run) const;
 
  private:
   struct State;
@@ -54,9 +54,9 @@ class PixelWriter {
   // Unpremultiply, encode, and for premultiplied layouts multiply by alpha again; clamp to 0..1 and round to
   // nearest (float layouts are not clamped). NaN becomes 0. Layouts without alpha get the premultiplied (over
   // black) colour.
-  void write(PlanarRun linear, int n, uint8_t* dest) const;
+  void write(const PlanarRun& linear, int n, uint8_t* dest) const;
   // The same of premultiplied encoded colour of the space that is written.
-  void writeEncoded(PlanarRun encoded, int n, uint8_t* dest) const;
+  void writeEncoded(const PlanarRun& encoded, int n, uint8_t* dest) const;
   const ColorSpacePtr& space() const;
 
  private:

@@ -6,12 +6,14 @@
 namespace vello {
 namespace {
 
-// Four bytes anywhere in memory.
+// Four and eight bytes anywhere in memory.
 typedef uint32_t Word __attribute__((aligned(1), may_alias));
+typedef uint64_t WordPair __attribute__((aligned(1), may_alias));
 
 // Vector gathers are slow where the processor guards against leaking what they read ("Gather Data Sampling",
 // Intel advisory 00828), so tables are read one by one. The empty instruction keeps compilers from gathering.
 LOOP void fetchAll(const int32_t* table, int n, int32_t* indices) {
+  VELLO_UNROLLED_LOOP
   for (int i = 0; i < n; ++i) {
     int32_t value = table[indices[i]];
     asm("" : "+r"(value));
@@ -59,19 +61,39 @@ LOOP void packLoop(const int32_t* const* codes, const int* places, int n, uint8_
                static_cast<uint32_t>(c[i]) << sc | static_cast<uint32_t>(d[i]) << sd;
 }
 
-LOOP void lookUpLoop(const uint8_t* pixels, const int* places, const float* const* tables, int n,
-                     float* const* results) {
-  const Word* const words = reinterpret_cast<const Word*>(pixels);
-  const int sa = 8 * places[0], sb = 8 * places[1], sc = 8 * places[2];
+// Two pixels a read.
+template <int kStep>
+LOOP void lookUpSteps(const uint8_t* pixels, const int* places, const float* const* tables, int n,
+                      float* const* results) {
+  const int sa = 8 * places[0], sb = 8 * places[1], sc = 8 * places[2], next = 8 * kStep;
   const float *const ta = tables[0], *const tb = tables[1], *const tc = tables[2];
   float *const a = results[0], *const b = results[1], *const c = results[2];
-  for (int i = 0; i < n; ++i) {
-    uint32_t word = words[i];
-    asm("" : "+r"(word));
-    a[i] = ta[word >> sa & 255];
-    b[i] = tb[word >> sb & 255];
-    c[i] = tc[word >> sc & 255];
+  constexpr int kBeyond = 8 - 2 * kStep;  // bytes of a read that belong to the pixels after these two
+  const int64_t paired = (n * kStep - kBeyond) / (2 * kStep) * 2;
+  int64_t i = 0;
+  for (; i < paired; i += 2, pixels += 2 * kStep) {
+    uint64_t pair = *reinterpret_cast<const WordPair*>(pixels);
+    asm("" : "+r"(pair));
+    const float a0 = ta[pair >> sa & 255], a1 = ta[pair >> next >> sa & 255];
+    const float b0 = tb[pair >> sb & 255], b1 = tb[pair >> next >> sb & 255];
+    const float c0 = tc[pair >> sc & 255], c1 = tc[pair >> next >> sc & 255];
+    a[i] = a0, a[i + 1] = a1;
+    b[i] = b0, b[i + 1] = b1;
+    c[i] = c0, c[i + 1] = c1;
   }
+  for (; i < n; ++i, pixels += kStep)
+    a[i] = ta[pixels[places[0]]], b[i] = tb[pixels[places[1]]], c[i] = tc[pixels[places[2]]];
+}
+
+LOOP void lookUpLoop(const uint8_t* pixels, int step, const int* places, const float* const* tables, int n,
+                     float* const* results) {
+  if (step == 3) return lookUpSteps<3>(pixels, places, tables, n, results);
+  lookUpSteps<4>(pixels, places, tables, n, results);
+}
+
+LOOP void fillLoop(float value, int n, float* result) {
+  VELLO_INDEPENDENT_LOOP
+  for (int i = 0; i < n; ++i) result[i] = value;
 }
 
 LOOP void fractionsLoop(const uint8_t* pixels, int place, int n, float* result) {
@@ -117,31 +139,32 @@ LOOP void multiplyLoop(float* c, const float* by, int n) {
   for (int i = 0; i < n; ++i) c[i] *= by[i];
 }
 
-#define PIXEL_LOOPS(target)                                                                              \
-  target static void encodeBytes(const float* light, const ByteCodes& codes, int n, int32_t* result) {   \
-    encodeBytesLoop(light, codes, n, result);                                                            \
-  }                                                                                                      \
-  target static void roundBytes(const float* values, int n, int32_t* result) {                           \
-    roundBytesLoop(values, n, result);                                                                   \
-  }                                                                                                      \
-  target static void pack(const int32_t* const* codes, const int* places, int n, uint8_t* pixels) {      \
-    packLoop(codes, places, n, pixels);                                                                  \
-  }                                                                                                      \
-  target static void lookUp(const uint8_t* pixels, const int* places, const float* const* tables, int n, \
-                            float* const* results) {                                                     \
-    lookUpLoop(pixels, places, tables, n, results);                                                      \
-  }                                                                                                      \
-  target static void fractions(const uint8_t* pixels, int place, int n, float* result) {                 \
-    fractionsLoop(pixels, place, n, result);                                                             \
-  }                                                                                                      \
-  target static bool decode(const LightTable& table, const float* values, float* light, int n) {         \
-    return decodeLoop(table, values, light, n);                                                          \
-  }                                                                                                      \
-  target static void divideByAlpha(const float* c, const float* a, float* result, int n) {               \
-    divideLoop(c, a, result, n);                                                                         \
-  }                                                                                                      \
-  target static void multiply(float* c, const float* by, int n) { multiplyLoop(c, by, n); }              \
-  constexpr PixelLoops kLoops{encodeBytes, roundBytes, pack,          lookUp,                            \
+#define PIXEL_LOOPS(target)                                                                                 \
+  target static void encodeBytes(const float* light, const ByteCodes& codes, int n, int32_t* result) {      \
+    encodeBytesLoop(light, codes, n, result);                                                               \
+  }                                                                                                         \
+  target static void roundBytes(const float* values, int n, int32_t* result) {                              \
+    roundBytesLoop(values, n, result);                                                                      \
+  }                                                                                                         \
+  target static void pack(const int32_t* const* codes, const int* places, int n, uint8_t* pixels) {         \
+    packLoop(codes, places, n, pixels);                                                                     \
+  }                                                                                                         \
+  target static void lookUp(const uint8_t* pixels, int step, const int* places, const float* const* tables, \
+                            int n, float* const* results) {                                                 \
+    lookUpLoop(pixels, step, places, tables, n, results);                                                   \
+  }                                                                                                         \
+  target static void fill(float value, int n, float* result) { fillLoop(value, n, result); }                \
+  target static void fractions(const uint8_t* pixels, int place, int n, float* result) {                    \
+    fractionsLoop(pixels, place, n, result);                                                                \
+  }                                                                                                         \
+  target static bool decode(const LightTable& table, const float* values, float* light, int n) {            \
+    return decodeLoop(table, values, light, n);                                                             \
+  }                                                                                                         \
+  target static void divideByAlpha(const float* c, const float* a, float* result, int n) {                  \
+    divideLoop(c, a, result, n);                                                                            \
+  }                                                                                                         \
+  target static void multiply(float* c, const float* by, int n) { multiplyLoop(c, by, n); }                 \
+  constexpr PixelLoops kLoops{encodeBytes, roundBytes, pack,          lookUp,  fill,                        \
                               fractions,   decode,     divideByAlpha, multiply};
 
 namespace baseline {

@@ -28,9 +28,10 @@ struct PixelLoops {
   void (*roundBytes)(const float* values, int n, int32_t* result);
   // Four codes a pixel into four bytes, code k at byte places[k].
   void (*pack)(const int32_t* const* codes, const int* places, int n, uint8_t* pixels);
-  // From pixels of four bytes: tables[k][byte] of the byte at places[k], for three of them.
-  void (*lookUp)(const uint8_t* pixels, const int* places, const float* const* tables, int n,
+  // From pixels of `step` bytes, 3 or 4: tables[k][byte] of the byte at places[k], for three of them.
+  void (*lookUp)(const uint8_t* pixels, int step, const int* places, const float* const* tables, int n,
                  float* const* results);
+  void (*fill)(float value, int n, float* result);
   // byte / 255
   void (*fractions)(const uint8_t* pixels, int place, int n, float* result);
   // The light of values in 0..1; false when some lie outside, whose results mean nothing.
