@@ -1,12 +1,14 @@
 #include "engine/render/sample_block.h"
 
+#include <bit>
 #include <cstdint>
 #include <new>
 
 namespace vello {
 namespace {
 
-constexpr size_t kMostKept = size_t{2} << 20;  // floats of a thread
+constexpr size_t kMostKept = size_t{4} << 20;  // floats of a thread
+constexpr size_t kLarge = size_t{1} << 16;
 constexpr size_t kMostBlocks = 64;
 constexpr size_t kSmallest = 4096;  // below, the system's allocator is as fast
 
@@ -40,11 +42,11 @@ SampleArena::~SampleArena() {
   if (current == this) current = nullptr;
 }
 
-// One that is at most twice as large as wanted.
+// One that is at most four times as large as wanted. What is not written takes no memory.
 SampleArena::Free SampleArena::take(size_t count) {
   for (size_t k = free_.size(); k-- > 0;) {
     const Free found = free_[k];
-    if (found.count < count || found.count > 2 * count) continue;
+    if (found.count < count || found.count > 4 * count) continue;
     free_.erase(free_.begin() + static_cast<std::ptrdiff_t>(k));
     kept_ -= found.count;
     return found;
@@ -71,6 +73,8 @@ SampleBlock::SampleBlock(size_t count) : count_(count) {
     data_ = found.data, capacity_ = found.count;
   }
   if (data_ || count == 0) return;
+  // So that tiles use what others of about their size gave back.
+  if (count >= kLarge) count = std::bit_ceil(count);
   data_ = allocated(count);
   if (!data_) throw std::bad_alloc();
   capacity_ = count;
