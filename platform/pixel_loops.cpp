@@ -47,7 +47,7 @@ LOOP void roundBytesLoop(const float* values, int n, int32_t* result) {
     // In double, where adding a half is exact.
     const double scaled = static_cast<double>(values[i]) * 255.0;
     const double raised = scaled > 0 ? scaled : 0.0, kept = raised < 255.0 ? raised : 255.0;
-    result[i] = static_cast<int32_t>(kept + 0.5);
+    result[i] = static_cast<int32_t>(kept + 0.5);  // NOLINT(bugprone-incorrect-roundings)
   }
 }
 
@@ -68,10 +68,10 @@ LOOP void lookUpSteps(const uint8_t* pixels, const int* places, const float* con
   const int sa = 8 * places[0], sb = 8 * places[1], sc = 8 * places[2], next = 8 * kStep;
   const float *const ta = tables[0], *const tb = tables[1], *const tc = tables[2];
   float *const a = results[0], *const b = results[1], *const c = results[2];
-  constexpr int kBeyond = 8 - 2 * kStep;  // bytes of a read that belong to the pixels after these two
-  const int64_t paired = (n * kStep - kBeyond) / (2 * kStep) * 2;
+  constexpr int64_t kTwo = 2 * kStep, kBeyond = 8 - kTwo;  // bytes of two pixels; those a read takes too many
+  const int64_t paired = (int64_t{n} * kStep - kBeyond) / kTwo * 2;
   int64_t i = 0;
-  for (; i < paired; i += 2, pixels += 2 * kStep) {
+  for (; i < paired; i += 2, pixels += kTwo) {
     uint64_t pair = *reinterpret_cast<const WordPair*>(pixels);
     asm("" : "+r"(pair));
     const float a0 = ta[pair >> sa & 255], a1 = ta[pair >> next >> sa & 255];
@@ -119,7 +119,7 @@ LOOP bool decodeLoop(const LightTable& table, const float* values, float* light,
     beyond[i] = place - static_cast<float>(indices[i]);
   }
   for (int i = 0; i < n; ++i) {
-    const float* pair = pairs + 2 * indices[i];
+    const float* pair = pairs + int64_t{2} * indices[i];
     asm("" : "+r"(pair));
     light[i] = pair[0];
     rise[i] = pair[1];
@@ -139,6 +139,7 @@ LOOP void multiplyLoop(float* c, const float* by, int n) {
   for (int i = 0; i < n; ++i) c[i] *= by[i];
 }
 
+// NOLINTBEGIN(bugprone-macro-parentheses): names, not values
 #define PIXEL_LOOPS(target)                                                                                 \
   target static void encodeBytes(const float* light, const ByteCodes& codes, int n, int32_t* result) {      \
     encodeBytesLoop(light, codes, n, result);                                                               \
@@ -166,6 +167,7 @@ LOOP void multiplyLoop(float* c, const float* by, int n) {
   target static void multiply(float* c, const float* by, int n) { multiplyLoop(c, by, n); }                 \
   constexpr PixelLoops kLoops{encodeBytes, roundBytes, pack,          lookUp,  fill,                        \
                               fractions,   decode,     divideByAlpha, multiply};
+// NOLINTEND(bugprone-macro-parentheses)
 
 namespace baseline {
 PIXEL_LOOPS()

@@ -84,7 +84,8 @@ Preferences& Preferences::domain(std::string_view domain) {
   return domains.emplace(domain, Preferences(std::string(domain))).first->second;
 }
 
-Preferences::Preferences(std::string domain) : state_(std::make_shared<State>(preferencesPath(domain))) {
+Preferences::Preferences(const std::string& domain)
+    : state_(std::make_shared<State>(preferencesPath(domain))) {
   state_->read();
 }
 

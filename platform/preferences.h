@@ -32,7 +32,7 @@ class Preferences {
   void synchronize();
 
  private:
-  explicit Preferences(std::string domain);
+  explicit Preferences(const std::string& domain);
   struct State;
   std::shared_ptr<State> state_;  // connections refer to it
 };

@@ -42,7 +42,7 @@ struct OpenElement {
 
 // What a scalar's text stands for.
 std::optional<PropertyList> scalarValue(Element element, const std::string& text) {
-  const auto wrap = [](auto&& parsed) -> std::optional<PropertyList> {
+  const auto wrap = [](auto parsed) -> std::optional<PropertyList> {
     if (!parsed) return std::nullopt;
     return PropertyList(*std::move(parsed));
   };
@@ -77,7 +77,7 @@ class XmlReader {
   void end();
   void addText(std::string_view text);
   void addValue(PropertyList value);
-  void fail(std::string why);
+  void fail(const std::string& why);
   bool failed() const { return !error_.empty(); }
   std::string placed(const std::string& why) const {
     return "line " + std::to_string(XML_GetCurrentLineNumber(parser_.get())) + ": " + why;
@@ -112,7 +112,7 @@ XmlReader::XmlReader(const PropertyListLimits& limits)
   });
 }
 
-void XmlReader::fail(std::string why) {
+void XmlReader::fail(const std::string& why) {
   if (failed()) return;
   error_ = placed(why);
   XML_StopParser(parser_.get(), XML_FALSE);

@@ -49,7 +49,9 @@ TEST(CheckLayout, TheLastRowNeedsNoPadding) {
 
 TEST(Bitmap, CopiesAreTheSamePictureAndOthersAreNot) {
   const PixelLayout layout = layoutOf(1, 1, 8, 3, AlphaInfo::none);
-  const Bitmap a(layout, nullptr, Data({1, 2, 3})), copy = a, b(layout, nullptr, Data({1, 2, 3}));
+  const Bitmap a(layout, nullptr, Data({1, 2, 3})), b(layout, nullptr, Data({1, 2, 3}));
+  Bitmap copy = b;
+  copy = a;
   EXPECT_EQ(a.serial(), copy.serial());
   EXPECT_NE(a.serial(), b.serial());
   EXPECT_EQ(a.space(), ColorSpace::sRGB());

@@ -135,10 +135,9 @@ TEST(ColorSpace, NamedSpacesHaveTheirPublishedPrimaries) {
 }
 
 std::vector<uint8_t> withTable(int entries, double (*light)(double)) {
-  std::vector<uint16_t> table;
-  for (int i = 0; i < entries; ++i) {
-    table.push_back(static_cast<uint16_t>(std::lround(light(i / (entries - 1.0)) * 65535)));
-  }
+  std::vector<uint16_t> table(static_cast<size_t>(entries));
+  for (int i = 0; i < entries; ++i)
+    table[static_cast<size_t>(i)] = static_cast<uint16_t>(std::lround(light(i / (entries - 1.0)) * 65535));
   return makeProfile(kRGBProfiles[2],
                      cmsBuildTabulatedToneCurve16(nullptr, static_cast<uint32_t>(entries), table.data()));
 }

@@ -297,7 +297,7 @@ TEST(PixelWriter, EncodedColorIsWrittenAsItsLightIs) {
       std::vector<uint8_t> found(static_cast<size_t>(n * bits / 2)), expected(found.size());
       writer.writeEncoded(encoded.run(), n, found.data());
       writer.write(light.run(), n, expected.data());
-      for (size_t k = 0; k < 4 * n; ++k)
+      for (size_t k = 0; k < size_t{4} * n; ++k)
         ASSERT_NEAR(valueAt(found, bits, k), valueAt(expected, bits, k), bits == 8 ? 1.01 / 255 : 2e-5)
             << bits << " bits, component " << k;
     }

@@ -160,7 +160,8 @@ TEST_F(PreferencesTest, AValueNoListCanHoldIsRefusedAlone) {
 
 TEST_F(PreferencesTest, TheFolderIsTheUsersAndNeverRelative) {
   setenv("XDG_CONFIG_HOME", "relative", 1);
-  const std::string home = std::getenv("HOME") ? std::getenv("HOME") : "";
+  const char* const before = std::getenv("HOME");
+  const std::string home = before ? before : "";
   setenv("HOME", root.c_str(), 1);
   Preferences::domain(name()).set("k", 1);
   EXPECT_TRUE(fs::exists(root / ".config/vello" / (name() + ".plist")));

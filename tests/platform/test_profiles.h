@@ -73,7 +73,7 @@ inline std::vector<uint8_t> makeCMYKProfile() {
   cmsPipeline* pipeline = cmsPipelineAlloc(nullptr, 4, 3);
   cmsStage* table = cmsStageAllocCLut16bit(nullptr, 3, 4, 3, nullptr);
   const auto fill = [](const cmsUInt16Number in[], cmsUInt16Number out[], void*) -> cmsInt32Number {
-    const double light = (1 - in[3] / 65535.0) * (1 - (in[0] + in[1] + in[2]) / 3 / 65535.0);
+    const double light = (1 - in[3] / 65535.0) * (1 - (in[0] + in[1] + in[2]) / 3.0 / 65535.0);
     out[0] = static_cast<cmsUInt16Number>(light * 65535);
     out[1] = static_cast<cmsUInt16Number>(32896 + (in[1] - in[0]) / 4);
     out[2] = static_cast<cmsUInt16Number>(32896 + (in[2] - in[0]) / 4);
