@@ -65,7 +65,7 @@ Px Values::color(const char* key) const {
                            sRGBDecode(finite(color->blue()))};
   float out[3];
   for (int i = 0; i < 3; ++i) {
-    const double* row = workingMatrix_ ? workingMatrix_ + 3 * i : nullptr;
+    const double* row = workingMatrix_ ? workingMatrix_ + int64_t{3} * i : nullptr;
     const double mixed = row ? row[0] * linear[0] + row[1] * linear[1] + row[2] * linear[2] : linear[i];
     out[i] = static_cast<float>(finite(mixed, kColorLimit));
   }

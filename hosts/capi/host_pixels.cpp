@@ -66,7 +66,7 @@ void store(uint8_t* at, uint32_t v, const PixelLayout& layout) {
 void decodePixel(const PixelLayout& layout, const PixelOffsets& offsets, uint8_t* pixel,
                  const double* decode) {
   const double full = layout.bitsPerComponent == 8 ? 255 : 65535;
-  for (int c = 0; c < layout.colorComponents(); ++c) {
+  for (int64_t c = 0; c < layout.colorComponents(); ++c) {
     uint8_t* at = pixel + offsets.color[static_cast<size_t>(c)];
     const double least = decode[2 * c], greatest = decode[2 * c + 1];
     const double v = least + load(at, layout) / full * (greatest - least);
@@ -110,7 +110,7 @@ uint32_t bitmapInfoOfLayout(const PixelLayout& layout) {
 }
 
 bool isIdentityDecode(const double* decode, int colorComponents) {
-  for (int c = 0; c < colorComponents; ++c)
+  for (int64_t c = 0; c < colorComponents; ++c)
     if (decode[2 * c] != 0 || decode[2 * c + 1] != 1) return false;
   return true;
 }

@@ -15,7 +15,6 @@ namespace vello::test {
 namespace {
 
 using ::testing::HasSubstr;
-using ::testing::Not;
 
 // Whether the running image is the only picture that the filter takes.
 bool takesOnePicture(const FilterAttributes& filter) {

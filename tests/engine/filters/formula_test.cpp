@@ -101,13 +101,13 @@ struct Row {
 void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
 
 // Colour at (x + 1/2, y + 1/2) as a kernel sees it.
-Formula point(std::function<Color(Color)> f) {
+Formula point(const std::function<Color(Color)>& f) {
   return [f](int x, int y) { return f(one().at(x, y)); };
 }
-Formula straightPoint(std::function<Color(Color)> f) {
+Formula straightPoint(const std::function<Color(Color)>& f) {
   return [f](int x, int y) { return premultiplied(f(straight(one().at(x, y)))); };
 }
-Formula blend(std::function<Color(Color, Color)> f) {
+Formula blend(const std::function<Color(Color, Color)>& f) {
   return [f](int x, int y) { return f(one().at(x, y), two().at(x, y)); };
 }
 

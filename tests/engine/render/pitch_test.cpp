@@ -12,7 +12,6 @@ namespace {
 using testing::builtInFilters;
 using testing::rendered;
 using testing::rgba8;
-using testing::rgbaFloat;
 
 constexpr int kWidth = 448, kHeight = 320;
 constexpr CGRect kAll{{0, 0}, {kWidth, kHeight}};

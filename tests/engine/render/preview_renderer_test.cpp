@@ -16,7 +16,6 @@ namespace vello {
 namespace {
 
 using Quality = PreviewRequest::Quality;
-using ::testing::ElementsAre;
 using testing::picture;
 using testing::rendered;
 using testing::rgba8;

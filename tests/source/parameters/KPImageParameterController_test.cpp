@@ -299,7 +299,8 @@ TEST(KPImageParameterController, PlacementReturnsOnAnImageOfTheSameSizeOnly) {
 }
 
 TEST(KPImageParameterController, WhatCannotBeReadLeavesTheImage) {
-  const std::string folder = kOwnPreferences.folder(), good = file("good.png", 50, 50);
+  const std::string& folder = kOwnPreferences.folder();
+  const std::string good = file("good.png", 50, 50);
   const std::string broken = folder + "/broken.png";
   ASSERT_EQ(writeFileAtomically(broken, std::vector<uint8_t>{'n', 'o'}), std::nullopt);
   const auto at = [](const std::string& path) {

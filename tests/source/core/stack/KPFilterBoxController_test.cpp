@@ -53,7 +53,7 @@ TEST_F(BoxTest, FlagsAndControlsFollowTheFilter) {
 
 TEST_F(BoxTest, AnUnknownFilterRaisesWithItsName) {
   try {
-    KPFilterBoxController("CINoSuchFilter", stack);
+    const KPFilterBoxController box("CINoSuchFilter", stack);
     FAIL() << "nothing raised";
   } catch (const KPException& e) {
     EXPECT_EQ(e.name(), "KPFilterBoxController Initialization Exception");

@@ -76,7 +76,7 @@ TEST(ChainCheck, EveryProblemIsToldWithItsPlace) {
 }
 
 TEST(ChainCheck, PicturesMustBeRegularImageFiles) {
-  const std::string folder = kOwnPreferences.folder();
+  const std::string& folder = kOwnPreferences.folder();
   const std::string good = folder + "/good.png", pipe = folder + "/pipe";
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   ASSERT_EQ(writePNG(good, picture(4, 4, AlphaInfo::last)), "");
