@@ -68,7 +68,8 @@ LOOP void lookUpSteps(const uint8_t* pixels, const int* places, const float* con
   const int sa = 8 * places[0], sb = 8 * places[1], sc = 8 * places[2], next = 8 * kStep;
   const float *const ta = tables[0], *const tb = tables[1], *const tc = tables[2];
   float *const a = results[0], *const b = results[1], *const c = results[2];
-  constexpr int64_t kTwo = 2 * kStep, kBeyond = 8 - kTwo;  // bytes of two pixels; those a read takes too many
+  constexpr int64_t kTwo = int64_t{2} * kStep,
+                    kBeyond = 8 - kTwo;  // bytes of two pixels; those a read takes too many
   const int64_t paired = (int64_t{n} * kStep - kBeyond) / kTwo * 2;
   int64_t i = 0;
   for (; i < paired; i += 2, pixels += kTwo) {
