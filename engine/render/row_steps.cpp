@@ -48,7 +48,6 @@ void RowEvaluator::compute(const RunOp& op, int64_t j, int64_t i, int n, const R
   const int64_t begin = std::clamp<int64_t>(r.x0 - i, 0, n), end = std::clamp<int64_t>(r.x1 - i, 0, n);
   if (j < r.y0 || j >= r.y1 || begin >= end) return clearRun(out, n);
   work_->shift = begin;
-  if (begin == 0 && end == n) return computeInside(op, j, i, n, out);
   computeInside(op, j, i + begin, static_cast<int>(end - begin), advanced(out, begin));
   clearRun(out, begin);
   clearRun(advanced(out, end), n - end);

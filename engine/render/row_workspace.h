@@ -54,7 +54,8 @@ struct RowEvaluator::Workspace {
   }
 };
 
-// Samples [i, ...) of a kept row; transparent outside what is computed.
+// Samples [i, ...) of a kept row; transparent outside what is computed. Inline, so that the pointers are
+// stored but once.
 inline Run RowEvaluator::rowOf(int step, int64_t j, int64_t i) const {
   const int by = passes_.keptBy[static_cast<size_t>(step)];
   const Kept* kept = by < 0 ? nullptr : kept_[static_cast<size_t>(by)].get();

@@ -184,8 +184,8 @@ int64_t residentBytes() {
 }
 
 // 64 MB. Its skipped component is left out when it is read.
-Bitmap largeBitmap(int bits) {
-  PixelLayout layout = layoutOf(8192 * 8 / bits, 2048, bits, 4, AlphaInfo::noneSkipLast);
+Bitmap largeBitmap() {
+  PixelLayout layout = layoutOf(8192, 2048, 8, 4, AlphaInfo::noneSkipLast);
   layout.bytesPerRow = layout.bytesPerPixel();  // each row begins a pixel later
   const auto row = std::make_shared<std::vector<uint8_t>>(size_t{8192 + 4096} * 4);
   for (size_t i = 0; i < row->size(); ++i) (*row)[i] = static_cast<uint8_t>(i * i >> 7);
@@ -196,23 +196,17 @@ struct LargeFile {
   const char* name;
   TiffForm form;
   bool randomAccess = false;
-  int bits = 8;
 };
 
 TEST(StreamedPicture, MemoryDoesNotGrowWithThePicture) {
   const LargeFile rows[] = {
-      {"small strips", {}},
-      {"one strip", {.rowsPerStrip = 0}},
-      {"large strips", {.rowsPerStrip = 1000}},
-      {"large strips, 16 bit, big-endian", {.mode = "wb", .rowsPerStrip = 1000}, false, 16},
-      {"tiles", {.tile = 128}},
-      {"turned", {.orientation = 6}},
-      {"random access", {}, true},
+      {"small strips", {}},           {"one strip", {.rowsPerStrip = 0}}, {"tiles", {.tile = 128}},
+      {"turned", {.orientation = 6}}, {"random access", {}, true},
   };
   const TemporaryFolder folder;
   const std::string path = folder.file("a.tif");
+  const Bitmap large = largeBitmap();
   for (const LargeFile& row : rows) {
-    const Bitmap large = largeBitmap(row.bits);
     testing::writeTiff(path, large, row.form);
     std::string error;
     const auto picture = StreamedPicture::open(
@@ -238,7 +232,7 @@ TEST(StreamedPicture, MemoryDoesNotGrowWithThePicture) {
 TEST(StreamedPicture, ReleasedRowsTakeNoMemory) {
   const TemporaryFolder folder;
   const std::string path = folder.file("a.tif");
-  testing::writeTiff(path, largeBitmap(8), {});
+  testing::writeTiff(path, largeBitmap(), {});
   std::string error;
   const auto picture = StreamedPicture::open(path, {}, &error);
   const Bitmap& bitmap = picture->bitmap();
